@@ -1,0 +1,155 @@
+#include "common/Logging.h"
+
+#include "common/Settings.h"
+
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/stdout_color_sinks.h>
+#include <spdlog/spdlog.h>
+
+#include <atomic>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace Vesk::Crypto {
+namespace {
+
+constexpr const char* kBuildStamp = "2604291700";
+constexpr const char* kModuleVersion = "1.0.6";
+
+spdlog::level::level_enum toSpdlog(LogLevel level) {
+    switch (level) {
+        case LogLevel::Fatal: return spdlog::level::critical;
+        case LogLevel::Error: return spdlog::level::err;
+        case LogLevel::Warning: return spdlog::level::warn;
+        case LogLevel::Info: return spdlog::level::info;
+        case LogLevel::Debug: return spdlog::level::debug;
+        case LogLevel::Verbose: return spdlog::level::trace;
+        case LogLevel::None: break;
+    }
+    return spdlog::level::off;
+}
+
+// Level words as the log has always shown them: VERB, DEBUG, INFO, WARN, ERROR, FATAL.
+class LevelWordFlag final : public spdlog::custom_flag_formatter {
+public:
+    void format(const spdlog::details::log_msg& msg, const std::tm&, spdlog::memory_buf_t& dest) override {
+        static constexpr const char* kWords[] = {"VERB", "DEBUG", "INFO", "WARN", "ERROR", "FATAL", "NONE"};
+        const auto index = static_cast<size_t>(msg.level);
+        std::string word = index < std::size(kWords) ? kWords[index] : "NONE";
+        word.resize(5, ' ');
+        dest.append(word.data(), word.data() + word.size());
+    }
+    std::unique_ptr<custom_flag_formatter> clone() const override { return std::make_unique<LevelWordFlag>(); }
+};
+
+std::unique_ptr<spdlog::formatter> makeFormatter() {
+    auto formatter = std::make_unique<spdlog::pattern_formatter>();
+    formatter->add_flag<LevelWordFlag>('*').set_pattern("%Y-%m-%d %H:%M:%S.%e %* [%t] [%!@%#] %v");
+    return formatter;
+}
+
+std::atomic<spdlog::logger*> g_logger{nullptr};
+
+// Records made before the logger exists (the settings folder being made, say) wait here
+// and are written once it is set up.
+struct EarlyRecord {
+    LogLevel level;
+    spdlog::source_loc where;
+    std::string text;
+};
+constexpr size_t kMaxEarlyRecords = 32;
+std::mutex g_earlyMutex;
+std::vector<EarlyRecord> g_earlyRecords;
+
+void keepEarlyRecord(EarlyRecord record) {
+    std::lock_guard<std::mutex> lock(g_earlyMutex);
+    if (g_earlyRecords.size() < kMaxEarlyRecords) g_earlyRecords.push_back(std::move(record));
+}
+
+void replayEarlyRecords(spdlog::logger& logger) {
+    std::lock_guard<std::mutex> lock(g_earlyMutex);
+    for (const auto& record : g_earlyRecords) logger.log(record.where, toSpdlog(record.level), record.text);
+    g_earlyRecords.clear();
+}
+
+spdlog::sink_ptr fileSink() {
+    // One file that grows across runs: appended to, never rolled.
+    static spdlog::sink_ptr sink = [] {
+        try {
+            return spdlog::sink_ptr(
+                std::make_shared<spdlog::sinks::basic_file_sink_mt>(getLogFilePath().string(), false));
+        } catch (const std::exception&) {
+            return spdlog::sink_ptr();  // records to the file are lost; the console still works
+        }
+    }();
+    return sink;
+}
+
+spdlog::sink_ptr consoleSink() {
+    // The console sink writes to stderr so that a host's standard output stays its own.
+    static spdlog::sink_ptr sink = std::make_shared<spdlog::sinks::stderr_color_sink_mt>();
+    return sink;
+}
+
+}  // namespace
+
+void initLogger() {
+    static std::once_flag once;
+    const auto level = VeskCryptoSettings::instance().logLevel();
+    auto file = fileSink();
+    auto console = consoleSink();
+    std::call_once(once, [&] {
+        try {
+            static auto logger = [&] {
+                std::vector<spdlog::sink_ptr> sinks;
+                if (file) sinks.push_back(file);
+                sinks.push_back(console);
+                auto made = std::make_shared<spdlog::logger>("VeskCryptoModule", sinks.begin(), sinks.end());
+                made->set_formatter(makeFormatter());
+                made->set_level(toSpdlog(level));
+                made->flush_on(spdlog::level::trace);
+                return made;
+            }();
+            replayEarlyRecords(*logger);
+            g_logger.store(logger.get());
+        } catch (const std::exception&) {
+            std::cout << "Error on plog initialization" << std::endl;
+        }
+    });
+}
+
+std::string CompileTimestamp() { return kBuildStamp; }
+
+std::string getCryptoModuleVersion() { return std::string(kModuleVersion) + "-" + CompileTimestamp(); }
+
+namespace logging {
+
+bool enabled(LogLevel level) {
+    if (level == LogLevel::None) return false;
+    auto* logger = g_logger.load(std::memory_order_acquire);
+    if (logger == nullptr) return level <= LogLevel::Warning;  // kept for the logger to come
+    return logger->should_log(toSpdlog(level));
+}
+
+Record::Record(LogLevel level, const char* function, const char* file, int line)
+    : level_(level), function_(function), file_(file), line_(line) {}
+
+Record::~Record() {
+    try {
+        auto text = stream_.str();
+        auto* logger = g_logger.load(std::memory_order_acquire);
+        if (logger == nullptr) {
+            keepEarlyRecord({level_, spdlog::source_loc{file_, line_, function_}, std::move(text)});
+            return;
+        }
+        logger->log(spdlog::source_loc{file_, line_, function_}, toSpdlog(level_), spdlog::string_view_t(text));
+    } catch (...) {
+        // A record that cannot be written must not take the request down with it.
+    }
+}
+
+}  // namespace logging
+}  // namespace Vesk::Crypto

@@ -1,0 +1,30 @@
+#include "plugin/RequestDispatcher.h"
+
+#include "common/FileTools.h"
+#include "common/Logging.h"
+
+#include <fstream>
+
+namespace Vesk::Crypto {
+
+std::string executeCommandsFromFile(const std::string& path) {
+    initLogger();
+    VLOG_INFO << "[F] executeCommandsFromFile: " << path;
+    if (!fstools::pathExists(path)) {
+        VLOG_ERROR << "File: " << path << " is not exists!";
+        return {};
+    }
+    std::ifstream in(path, std::ios::binary);
+    std::string answers;
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.empty() || line == "\r" || line.compare(0, 2, "//") == 0) continue;
+        std::string answer;
+        executeJsonRequest(line, answer);
+        answers += answer;
+        answers += "\n\n";
+    }
+    return answers;
+}
+
+}  // namespace Vesk::Crypto

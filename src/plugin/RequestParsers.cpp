@@ -1,0 +1,82 @@
+#include "plugin/RequestParsers.h"
+
+#include "common/Answer.h"
+#include "common/Base64.h"
+#include "common/FileRequests.h"
+#include "common/FileTools.h"
+#include "common/Logging.h"
+
+namespace Vesk::Crypto {
+namespace {
+
+std::string missingParamAnswer(const std::string& name) {
+    return makeErrorAnswer("tr{Param '" + name + "' in 'args' is not exists}");
+}
+
+}  // namespace
+
+bool checkJsonParametersExists(const json& object, const std::string& name) {
+    VLOG_VERBOSE << "[F] checkJsonParametersExists " << name;
+    if (object.is_object() && object.contains(name)) return true;
+    VLOG_ERROR << "Json parameter: '" << name << "' is not exists in json: "
+               << object.dump(-1, ' ', false, json::error_handler_t::replace);
+    return false;
+}
+
+void parseLog(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseLog";
+    const json& args = request.at("args");
+    VLOG_INFO << args.dump(2, ' ', false, json::error_handler_t::replace);
+    result = makeAnswer(nullptr, nullptr);
+}
+
+void parseVersion(const json&, std::string& result) {
+    VLOG_VERBOSE << "[F] parseVersion";
+    result = makeAnswer(getCryptoModuleVersion(), nullptr);
+}
+
+void parseGetFileOnBase64(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseGetFileOnBase64";
+    try {
+        const json& args = request.at("args");
+        if (!checkJsonParametersExists(args, "file")) {
+            result = missingParamAnswer("file");
+            return;
+        }
+        result = getFileAsBase64(getPathFromBase64(args.at("file").get<std::string>()));
+    } catch (...) {
+        VLOG_ERROR << "parseGetFileOnBase64 internal unhandled error";
+        result = makeErrorAnswer("tr{parseGetFileOnBase64 internal unhandled error}");
+    }
+}
+
+void parseSaveFileFromBase64(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseSaveFileFromBase64";
+    try {
+        const json& args = request.at("args");
+        for (const char* name : {"file", "data"}) {
+            if (!checkJsonParametersExists(args, name)) {
+                result = missingParamAnswer(name);
+                return;
+            }
+        }
+        const auto path = getPathFromBase64(args.at("file").get<std::string>());
+        result = saveFileFromBase64String(path, args.at("data").get_ref<const std::string&>());
+    } catch (...) {
+        VLOG_ERROR << "parseSaveFileFromBase64 internal unhandled error";
+        result = makeErrorAnswer("tr{parseSaveFileFromBase64 internal unhandled error}");
+    }
+}
+
+void parseFileExists(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseFileExists";
+    const json& args = request.at("args");
+    if (!checkJsonParametersExists(args, "file")) {
+        result = missingParamAnswer("file");
+        return;
+    }
+    const auto path = getPathFromBase64(args.at("file").get<std::string>());
+    result = makeAnswer(fstools::pathExists(path), nullptr);
+}
+
+}  // namespace Vesk::Crypto

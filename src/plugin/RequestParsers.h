@@ -1,0 +1,21 @@
+#pragma once
+// Per-method argument parsers: each reads "args", calls one operation and leaves its answer
+// text in result.
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace Vesk::Crypto {
+
+using json = nlohmann::json;
+
+bool checkJsonParametersExists(const json& object, const std::string& name);
+
+void parseLog(const json& request, std::string& result);
+void parseVersion(const json& request, std::string& result);
+void parseGetFileOnBase64(const json& request, std::string& result);
+void parseSaveFileFromBase64(const json& request, std::string& result);
+void parseFileExists(const json& request, std::string& result);
+
+}  // namespace Vesk::Crypto

@@ -1,0 +1,112 @@
+// vesk-crypto: sends JSON requests to libVeskCrypto and prints the answers.
+
+#include "ModuleLoader.h"
+
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr const char* kUsage = R"(Usage:
+  vesk-crypto [--library PATH] '<request JSON>'   run one request and print its answer
+  vesk-crypto [--library PATH] --batch FILE        run a command file: one request per line;
+                                                   empty lines and lines starting with // are skipped
+  vesk-crypto [--library PATH]                     read one request per line from standard input
+  vesk-crypto --help                               show this text
+
+Options:
+  --library PATH   the module to load (default: libVeskCrypto.so.1 beside this program)
+
+A request is a JSON object: {"method":"version","args":{}}. File names inside requests are
+base64 of their UTF-8 text. Each answer is printed on its own line.
+
+Exit status: 0 when every answer's "error" is null, 1 otherwise, 2 on a usage or loading error.
+)";
+
+struct Arguments {
+    std::filesystem::path library;
+    std::optional<std::string> batchFile;
+    std::optional<std::string> request;
+    bool help = false;
+};
+
+std::optional<Arguments> parseArguments(int argc, char** argv) {
+    Arguments parsed;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--help" || arg == "-h") {
+            parsed.help = true;
+        } else if (arg == "--library" && i + 1 < argc) {
+            parsed.library = argv[++i];
+        } else if (arg == "--batch" && i + 1 < argc) {
+            parsed.batchFile = argv[++i];
+        } else if (arg.rfind("--", 0) != 0 && !parsed.request) {
+            parsed.request = arg;
+        } else {
+            std::cerr << "vesk-crypto: unexpected argument '" << arg << "'\n";
+            return std::nullopt;
+        }
+    }
+    return parsed;
+}
+
+bool answerIsSuccess(const std::string& answer) {
+    const auto parsed = nlohmann::json::parse(answer, nullptr, false);
+    return parsed.is_object() && parsed.contains("error") && parsed.at("error").is_null();
+}
+
+bool isBatchComment(const std::string& line) {
+    return line.empty() || line == "\r" || line.compare(0, 2, "//") == 0;
+}
+
+// Runs every request line of a stream; returns true when all answers succeeded.
+bool runLines(ModuleLoader& module, std::istream& in, bool skipComments) {
+    bool allSucceeded = true;
+    std::string line;
+    while (std::getline(in, line)) {
+        if (skipComments ? isBatchComment(line) : line.empty()) continue;
+        const auto answer = module.execute(line);
+        std::cout << answer << "\n\n" << std::flush;
+        allSucceeded = answerIsSuccess(answer) && allSucceeded;
+    }
+    return allSucceeded;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const auto arguments = parseArguments(argc, argv);
+    if (!arguments) {
+        std::cerr << kUsage;
+        return 2;
+    }
+    if (arguments->help) {
+        std::cout << kUsage;
+        return 0;
+    }
+    try {
+        ModuleLoader module(arguments->library);
+        if (arguments->request) {
+            const auto answer = module.execute(*arguments->request);
+            std::cout << answer << "\n";
+            return answerIsSuccess(answer) ? 0 : 1;
+        }
+        if (arguments->batchFile) {
+            std::ifstream in(*arguments->batchFile, std::ios::binary);
+            if (!in) {
+                std::cerr << "vesk-crypto: cannot open " << *arguments->batchFile << "\n";
+                return 2;
+            }
+            return runLines(module, in, true) ? 0 : 1;
+        }
+        return runLines(module, std::cin, false) ? 0 : 1;
+    } catch (const std::exception& e) {
+        std::cerr << "vesk-crypto: " << e.what() << "\n";
+        return 2;
+    }
+}
