@@ -1,0 +1,46 @@
+#include "common/Base64.h"
+#include "plugin/RequestDispatcher.h"
+
+#include "support/TempHome.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+using namespace Vesk::Crypto;
+
+namespace {
+
+std::string run(const std::string& request) {
+    std::string answer;
+    EXPECT_TRUE(executeJsonRequest(request, answer));
+    return answer;
+}
+
+}  // namespace
+
+TEST(Dispatcher, EnvelopeAndDispatcherErrors) {
+    EXPECT_EQ(run(R"({"method":"version","args":{}})"), R"({"data":"1.0.6-2604291700","error":null})");
+    EXPECT_EQ(run(R"({"method":"kzn_version","args":{}})"), R"({"data":"1.0.6-2604291700","error":null})");
+    EXPECT_EQ(run(R"({"method":"log","args":{"a":1}})"), R"({"data":null,"error":null})");
+    EXPECT_EQ(run(R"({"method":"version"})"), R"({"data":null,"error":["tr{Request not contains param 'method' or 'args'}"]})");
+    EXPECT_EQ(run(R"({"args":{}})"), R"({"data":null,"error":["tr{Request not contains param 'method' or 'args'}"]})");
+    EXPECT_EQ(run(R"({"method":"Version","args":{}})"), R"({"data":null,"error":["tr{Unknown input JSON method:} Version"]})");
+    EXPECT_EQ(run(R"({"method":"сверить","args":{}})"), R"({"data":null,"error":["tr{Unknown input JSON method:} сверить"]})");
+    EXPECT_EQ(run(""),
+              R"({"data":null,"error":["tr{JSON Exception:} [json.exception.parse_error.101] parse error at line 1, column 1: )"
+              R"(syntax error while parsing value - unexpected end of input; expected '[', '{', or a literal"]})");
+    EXPECT_EQ(run(R"({"method":5,"args":{}})"),
+              R"({"data":null,"error":["tr{JSON Exception:} [json.exception.type_error.302] type must be string, but is number"]})");
+    EXPECT_EQ(run(R"({"method":"exists","args":{}})"), R"({"data":null,"error":["tr{Param 'file' in 'args' is not exists}"]})");
+}
+
+TEST(Dispatcher, CommandFileRunsEachRequestLine) {
+    const auto folder = vesk::test::makeTempDir("batch");
+    const auto file = folder / "commands.txt";
+    std::ofstream(file) << "// a comment\n\n{\"method\":\"version\",\"args\":{}}\n\r\n"
+                        << R"({"method":"exists","args":{"file":")" << base64::encode(folder.string()) << "\"}}\n";
+    EXPECT_EQ(executeCommandsFromFile(file.string()),
+              "{\"data\":\"1.0.6-2604291700\",\"error\":null}\n\n{\"data\":true,\"error\":null}\n\n");
+    EXPECT_EQ(executeCommandsFromFile((folder / "missing.txt").string()), "");
+}

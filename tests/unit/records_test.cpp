@@ -1,0 +1,98 @@
+#include "common/Base64.h"
+#include "model/Results.h"
+#include "model/SignOptions.h"
+
+#include <gtest/gtest.h>
+
+using namespace Vesk::Crypto;
+using nlohmann::json;
+
+TEST(Records, SerialNumberIsReadMostSignificantByteFirst) {
+    const unsigned char bytes[] = {0x01, 0x02, 0x0A};
+    EXPECT_EQ(getSerialNumber(bytes, 3), "0x0A0201");
+    EXPECT_EQ(getSerialNumber(bytes, 0), "0x");
+    const unsigned char high[] = {0xFF, 0x00, 0xab};
+    EXPECT_EQ(getSerialNumber(high, 3), "0xAB00FF");
+}
+
+TEST(Records, CertificateSignerAndResultForms) {
+    auto certificate = std::make_shared<Certificate>(
+        Certificate{"CN=Иванов Иван, O=ООО Ромашка, C=RU", "CN=Тестовый УЦ, C=RU", "01/02/2025 10:00:00 UTC",
+                    "01/02/2027 10:00:00 UTC", "0x0A0201", kNoSigningTime});
+    const json plain = *certificate;
+    EXPECT_EQ(plain.at("Subject"), base64::encode(certificate->subject));
+    EXPECT_EQ(plain.at("Issuer"), base64::encode(certificate->issuer));
+    EXPECT_EQ(plain.at("SigningTime"), "");
+    EXPECT_EQ(plain.size(), 6u);
+
+    certificate->signingTime = "03/04/2026 05:06:07 UTC";
+    auto signer = std::make_shared<SignInfo>(SignInfo{certificate, true});
+    ResultWithSigners withSigners;
+    withSigners.signers = std::make_shared<std::vector<SignInfoPtr>>(std::vector<SignInfoPtr>{signer});
+    const json answer = withSigners;
+    EXPECT_EQ(answer.at("error"), nullptr);
+    EXPECT_EQ(answer.at("data").at(0).at("Verifyed"), true);
+    EXPECT_EQ(answer.at("data").at(0).at("SigningTime"), "03/04/2026 05:06:07 UTC");
+    EXPECT_FALSE(answer.contains("chain"));
+
+    ResultWithSigners empty;
+    EXPECT_EQ(json(empty).dump(), R"({"data":null,"error":[]})");
+    empty.chain = std::make_shared<std::vector<CertificatePtr>>();
+    empty.errors = {"A"};
+    EXPECT_EQ(json(empty).dump(), R"({"chain":[],"data":null,"error":["A"]})");
+
+    EXPECT_EQ(json(RequestApiResult{false, {"A", "B"}}).dump(), R"({"data":false,"error":["A","B"]})");
+    EXPECT_EQ(json(RequestApiResult{true, {"ignored"}}).dump(), R"({"data":true,"error":null})");
+
+    // A signer without a certificate writes nothing rather than failing.
+    EXPECT_TRUE(json(SignInfo{nullptr, true}).is_null());
+}
+
+TEST(Records, SignOptionsDefaultsSpellingsAndTypeErrors) {
+    SignOptions defaults = json::object().get<SignOptions>();
+    EXPECT_EQ(defaults.reason, "Причина не указана");
+    EXPECT_EQ(defaults.lang, "ru");
+    EXPECT_EQ(defaults.provider, CryptoProvider::None);
+    EXPECT_EQ(defaults.cades_type, CadesType::CadesBes);
+    EXPECT_TRUE(defaults.save_with_errors);
+    EXPECT_TRUE(defaults.watermark.split_long_strings);
+
+    const json args = {
+        {"file", base64::encode("/tmp/Договор.pdf")},
+        {"output_file", "not base64 at all"},
+        {"sign_info",
+         {{"search_string", base64::encode("Иванов")},
+          {"provider", "CryptoPro"},
+          {"attach_type", "PAdES"},
+          {"cades_type", "CadesXLongType1"},
+          {"cosign", true},
+          {"watermark", {{"page", 2}, {"strings", {{{"text", "Подписано"}}, {{"alignment", "Justify"}}}}}}}}};
+    const auto options = args.get<SignOptions>();
+    EXPECT_EQ(options.file.string(), "/tmp/Договор.pdf");
+    EXPECT_EQ(options.search_string, "Иванов");
+    EXPECT_EQ(options.provider, CryptoProvider::CryptoPro);
+    EXPECT_EQ(options.attach_type, SignAttachType::PAdES);
+    EXPECT_EQ(options.cades_type, CadesType::CadesXLongType1);
+    EXPECT_TRUE(options.cosign);
+    EXPECT_EQ(options.watermark.page, 2);
+    ASSERT_EQ(options.watermark.strings.size(), 2u);
+    EXPECT_EQ(options.watermark.strings[0].font, "Courier New");
+    EXPECT_EQ(options.watermark.strings[0].font_color, "#6480e8");
+    EXPECT_FLOAT_EQ(options.watermark.strings[0].font_size, 9.0f);
+    EXPECT_EQ(options.watermark.strings[1].alignment, PdfTextAlignment::Left);
+
+    EXPECT_EQ(json("CryptoPRO").get<CryptoProvider>(), CryptoProvider::CryptoPro);
+    EXPECT_EQ(json("Native").get<CryptoProvider>(), CryptoProvider::Native);
+    EXPECT_EQ(json("cryptopro").get<CryptoProvider>(), CryptoProvider::None);
+    EXPECT_EQ(json(7).get<SignAttachType>(), SignAttachType::None);
+    EXPECT_EQ(json(CryptoProvider::CryptoPro), "CryptoPRO");
+    EXPECT_EQ(json(CryptoProvider::None), nullptr);
+
+    EXPECT_THROW((json{{"sign_info", {{"cosign", "yes"}}}}.get<SignOptions>()), json::type_error);
+    EXPECT_THROW((json{{"file", 5}}.get<SignOptions>()), json::type_error);
+    EXPECT_THROW((json{{"sign_info", {{"watermark", {{"strings", "x"}}}}}}.get<SignOptions>()), json::type_error);
+
+    // Only four fields of a watermark line are written back.
+    EXPECT_EQ(json(options.watermark.strings[0]).dump(),
+              R"({"font_color":"#6480e8","font_size":9.0,"line_spacing":0.0,"text":"Подписано"})");
+}

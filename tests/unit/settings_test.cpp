@@ -1,0 +1,63 @@
+#include "common/Settings.h"
+
+#include "support/TempHome.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+using namespace Vesk::Crypto;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string readText(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+void writeText(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+
+}  // namespace
+
+TEST(Settings, PathsFollowHome) {
+    EXPECT_EQ(getEditorSettingsHomePath(), vesk::test::tempHome() / ".Vesk" / "editor");
+    EXPECT_EQ(getLogFilePath(), vesk::test::tempHome() / ".Vesk" / "editor" / "VeskCryptoModule.log");
+    EXPECT_EQ(getSettingsFilePath(), vesk::test::tempHome() / ".Vesk" / "editor" / "settings.json");
+    EXPECT_TRUE(fs::is_directory(getEditorSettingsHomePath()));
+}
+
+TEST(Settings, DefaultsAreWrittenAndPartialFilesAreNotRewritten) {
+    const auto folder = vesk::test::makeTempDir("settings");
+    const auto missing = folder / "sub" / "settings.json";
+    VeskCryptoSettings fresh(missing);
+    EXPECT_EQ(fresh.logLevel(), LogLevel::Info);
+    EXPECT_EQ(readText(missing), R"({"cades":"","cryptoPro":"","logLevel":"info"})");
+
+    const auto partial = folder / "partial.json";
+    writeText(partial, R"({"logLevel":"debug"})");
+    VeskCryptoSettings debug(partial);
+    EXPECT_EQ(debug.logLevel(), LogLevel::Debug);
+    EXPECT_EQ(debug.cades(), "");
+    EXPECT_EQ(readText(partial), R"({"logLevel":"debug"})");
+
+    // Level names are exact: anything else silences the log.
+    for (const char* text : {R"({"logLevel":"Debug"})", R"({"logLevel":4})", R"({"logLevel":"trace"})"}) {
+        writeText(partial, text);
+        EXPECT_EQ(VeskCryptoSettings(partial).logLevel(), LogLevel::None) << text;
+    }
+
+    writeText(partial, R"({"logLevel":"verbose","cades":"/opt/x/libcades.so","cryptoPro":"/opt/cprocsp/bin/certmgr"})");
+    VeskCryptoSettings full(partial);
+    EXPECT_EQ(full.logLevel(), LogLevel::Verbose);
+    EXPECT_EQ(full.cades(), "/opt/x/libcades.so");
+    full.setCryptoPro("");
+    full.save();
+    EXPECT_EQ(readText(partial), R"({"cades":"/opt/x/libcades.so","cryptoPro":"","logLevel":"verbose"})");
+
+    writeText(partial, "{not json");
+    EXPECT_THROW(VeskCryptoSettings{partial}, nlohmann::json::parse_error);
+}
