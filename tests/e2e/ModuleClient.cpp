@@ -1,0 +1,30 @@
+#include "ModuleClient.h"
+
+#include <openssl/evp.h>
+
+namespace vesk::test {
+
+ModuleClient::ModuleClient() : library_(VESK_MODULE_PATH, boost::dll::load_mode::rtld_now) {
+    plugin_ = (*library_.get<PluginFactory*>("createVeskCrypto"))();
+}
+
+std::string ModuleClient::request(const std::string& text) {
+    plugin_->executeRequest(text.data(), text.size());
+    return std::string(plugin_->getResultString(), plugin_->getResultLength());
+}
+
+nlohmann::json ModuleClient::requestJson(const nlohmann::json& request) {
+    return nlohmann::json::parse(this->request(request.dump()));
+}
+
+// Encoded with OpenSSL rather than the module's own codec, so the module is checked against
+// an independent one.
+std::string b64(const std::string& text) {
+    std::string out(4 * ((text.size() + 2) / 3) + 1, '\0');
+    const int size = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data()),
+                                     reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    out.resize(static_cast<size_t>(size));
+    return out;
+}
+
+}  // namespace vesk::test

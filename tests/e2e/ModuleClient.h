@@ -1,0 +1,34 @@
+#pragma once
+// Drives the built module through its exported names, as a host does.
+
+#include "plugin/VeskCryptoPlugin.h"
+
+#include <boost/dll/shared_library.hpp>
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace vesk::test {
+
+using DirectRequest = bool(const std::string&, std::string&);
+using PluginFactory = boost::shared_ptr<VeskCryptoPlugin>();
+
+class ModuleClient {
+public:
+    ModuleClient();
+
+    // Runs one request through a plugin object made by createVeskCrypto.
+    std::string request(const std::string& text);
+    nlohmann::json requestJson(const nlohmann::json& request);
+
+    boost::dll::shared_library& library() { return library_; }
+    VeskCryptoPlugin& plugin() { return *plugin_; }
+
+private:
+    boost::dll::shared_library library_;
+    boost::shared_ptr<VeskCryptoPlugin> plugin_;
+};
+
+std::string b64(const std::string& text);
+
+}  // namespace vesk::test

@@ -1,0 +1,88 @@
+#include "ModuleClient.h"
+
+#include "support/Process.h"
+
+#include <boost/dll/import.hpp>
+#include <boost/dll/library_info.hpp>
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <set>
+#include <sstream>
+
+using namespace vesk::test;
+
+namespace {
+
+const std::string kVersionRequest = R"({"method":"version","args":{}})";
+const std::string kVersionAnswer = R"({"data":"1.0.6-2604291700","error":null})";
+
+}  // namespace
+
+TEST(EntryPoints, OnlyTheFourNamesAreExportedFromTheBoostdllSection) {
+    const auto symbols = runCommand("nm -D --defined-only " + shellQuote(VESK_MODULE_PATH) + " | awk '{print $3}'");
+    ASSERT_EQ(symbols.exitCode, 0);
+    std::set<std::string> names;
+    std::istringstream lines(symbols.output);
+    for (std::string name; lines >> name;) names.insert(name);
+    EXPECT_EQ(names, (std::set<std::string>{"CryptoModuleCppExecFunc", "VeskExecuteJsonRequest", "createRequestBuffer",
+                                            "createVeskCrypto"}));
+
+    boost::dll::library_info info(VESK_MODULE_PATH);
+    const auto aliases = info.symbols("boostdll");
+    EXPECT_EQ(std::set<std::string>(aliases.begin(), aliases.end()), names);
+}
+
+TEST(EntryPoints, EveryNameAnswersThroughBoostDllAndDlsym) {
+    for (const char* name : {"createVeskCrypto", "createRequestBuffer"}) {
+        auto create = boost::dll::import_alias<PluginFactory>(VESK_MODULE_PATH, name);
+        auto plugin = create();
+        ASSERT_TRUE(plugin) << name;
+        EXPECT_TRUE(plugin->executeRequest(kVersionRequest.data(), kVersionRequest.size()));
+        EXPECT_EQ(std::string(plugin->getResultString(), plugin->getResultLength()), kVersionAnswer) << name;
+    }
+    for (const char* name : {"CryptoModuleCppExecFunc", "VeskExecuteJsonRequest"}) {
+        auto execute = boost::dll::import_alias<DirectRequest>(VESK_MODULE_PATH, name);
+        std::string answer;
+        EXPECT_TRUE(execute(kVersionRequest, answer));
+        EXPECT_EQ(answer, kVersionAnswer) << name;
+    }
+
+    // Plain dlopen/dlsym: each symbol is a pointer-sized variable holding the function's address.
+    void* handle = ::dlopen(VESK_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(handle, nullptr) << ::dlerror();
+    auto* direct = *static_cast<DirectRequest**>(::dlsym(handle, "VeskExecuteJsonRequest"));
+    std::string answer;
+    EXPECT_TRUE(direct(kVersionRequest, answer));
+    EXPECT_EQ(answer, kVersionAnswer);
+    {
+        auto* factory = *static_cast<PluginFactory**>(::dlsym(handle, "createRequestBuffer"));
+        auto plugin = factory();
+        plugin->executeRequest(kVersionRequest.data(), kVersionRequest.size());
+        EXPECT_EQ(plugin->getResultString(), kVersionAnswer);
+    }
+    ::dlclose(handle);
+}
+
+TEST(EntryPoints, PluginObjectReadsExactlyLengthBytesAndKeepsOnlyTheLastAnswer) {
+    ModuleClient client;
+    auto& plugin = client.plugin();
+
+    EXPECT_TRUE(plugin.executeRequest("", 0));
+    EXPECT_NE(std::string(plugin.getResultString()).find("tr{JSON Exception:} [json.exception.parse_error.101]"),
+              std::string::npos);
+
+    // Bytes past the length are garbage the module must never read.
+    const std::string padded = kVersionRequest + "garbage that would break the JSON";
+    EXPECT_TRUE(plugin.executeRequest(padded.data(), kVersionRequest.size()));
+    EXPECT_EQ(plugin.getResultString(), kVersionAnswer);
+    EXPECT_EQ(plugin.getResultLength(), kVersionAnswer.size());
+
+    const std::string withZero("{\"method\":\"vers\0ion\",\"args\":{}}", 32);
+    EXPECT_TRUE(plugin.executeRequest(withZero.data(), withZero.size()));
+    const std::string second(plugin.getResultString(), plugin.getResultLength());
+    EXPECT_NE(second, kVersionAnswer);
+    EXPECT_NE(second.find("control character U+0000 (NUL)"), std::string::npos);  // the zero reached the parser
+    EXPECT_EQ(second.size(), std::strlen(plugin.getResultString()));
+}
