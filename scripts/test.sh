@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Installs what is needed, then builds and runs the whole test suite twice: a normal build
+# and a build with AddressSanitizer and UBSan.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/install-deps.sh
+
+jobs=$(nproc 2>/dev/null || echo 2)
+
+run_suite() {
+  local dir=$1; shift
+  echo "== Build in $dir ($*)"
+  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+  cmake --build "$dir" -j"$jobs"
+  echo "== Tests in $dir"
+  (cd "$dir" && ctest --output-on-failure -j"$jobs")
+}
+
+run_suite build -DVESK_SANITIZE=OFF -DVESK_BUILD_BENCH=ON
+# The sanitizers stop at the first error; leaks of the host's own allocations count too.
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+run_suite build-asan -DVESK_SANITIZE=ON -DVESK_BUILD_BENCH=OFF
