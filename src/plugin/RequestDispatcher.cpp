@@ -2,6 +2,8 @@
 
 #include "common/Answer.h"
 #include "common/Logging.h"
+#include "cryptopro/CryptoProInstallation.h"
+#include "cryptopro/CryptoProLibApi.h"
 #include "plugin/RequestParsers.h"
 
 #include <array>
@@ -19,10 +21,16 @@ struct MethodRow {
 };
 
 // Tested in this order; the first match wins.
-constexpr std::array<MethodRow, 6> kMethods = {{
+void parseCryptoProInstalled(const json&, std::string& result) {
+    VLOG_VERBOSE << "[F] parseCryptoProInstalled";
+    result = makeAnswer(fstools::cryptoproIsInstalled(), nullptr);
+}
+
+constexpr std::array<MethodRow, 7> kMethods = {{
     {"log", &parseLog},
     {"version", &parseVersion},
     {"kzn_version", &parseVersion},
+    {"is_cryptopro_installed", &parseCryptoProInstalled},
     {"get_file_on_base64", &parseGetFileOnBase64},
     {"save_file", &parseSaveFileFromBase64},
     {"exists", &parseFileExists},
@@ -51,6 +59,8 @@ bool executeJsonRequest(const std::string& request, std::string& result) {
     try {
         initLogger();
         VLOG_INFO << "[F] executeJsonRequest: " << request;
+        // Loads the library on first use; whether it loaded only goes to the log.
+        VLOG_INFO << (CryptoPro::CryptoProLibApi::instance().isLoaded() ? "CP API Load SUCCESS" : "CP API Load FAIL");
         try {
             dispatch(request, result);
         } catch (const json::exception& e) {

@@ -1,0 +1,63 @@
+#include "cryptopro/CryptoProLibApi.h"
+
+#include "common/Settings.h"
+
+#include <boost/dll/shared_library.hpp>
+
+namespace Vesk::Crypto::CryptoPro {
+namespace {
+
+// Wraps a bound function so that it keeps the library loaded for as long as it lives.
+template <typename R, typename... Args>
+boost::function<R(Args...)> keepLoaded(const std::shared_ptr<boost::dll::shared_library>& library, R (*entry)(Args...)) {
+    return [library, entry](Args... args) -> R { return entry(args...); };
+}
+
+std::string configuredLibraryPath() {
+    const auto& configured = VeskCryptoSettings::instance().cades();
+    return configured.empty() ? defaultCadesLibraryPath() : configured;
+}
+
+}  // namespace
+
+std::string defaultCadesLibraryPath() {
+#if defined(__APPLE__)
+    return "/Applications/CryptoPro_ECP.app/Contents/MacOS/lib/libcades.dylib";
+#elif defined(__aarch64__)
+    return "/opt/cprocsp/lib/aarch64/libcades.so";
+#else
+    return "/opt/cprocsp/lib/amd64/libcades.so";
+#endif
+}
+
+CryptoProLibApi& CryptoProLibApi::instance() {
+    static CryptoProLibApi api(configuredLibraryPath());
+    return api;
+}
+
+CryptoProLibApi::CryptoProLibApi(const std::string& libraryPath) {
+    // A library that is missing, cannot be loaded or lacks a name leaves the binding
+    // incomplete, silently: the CryptoPro provider is then simply not offered.
+    try {
+        auto library = std::make_shared<boost::dll::shared_library>(
+            boost::dll::fs::path(libraryPath), boost::dll::load_mode::search_system_folders);
+        library_ = library;
+#define VESK_BIND_ENTRY(name) name = keepLoaded(library, &library->get<decltype(::name)>(#name));
+        VESK_CADES_ENTRY_POINTS(VESK_BIND_ENTRY)
+#undef VESK_BIND_ENTRY
+    } catch (...) {
+    }
+}
+
+CryptoProLibApi::~CryptoProLibApi() = default;
+
+bool CryptoProLibApi::isLoaded() const {
+    if (!library_) return false;
+    bool complete = true;
+#define VESK_CHECK_ENTRY(name) complete = complete && !name.empty();
+    VESK_CADES_ENTRY_POINTS(VESK_CHECK_ENTRY)
+#undef VESK_CHECK_ENTRY
+    return complete;
+}
+
+}  // namespace Vesk::Crypto::CryptoPro
