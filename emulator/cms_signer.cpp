@@ -1,0 +1,84 @@
+#include "cms_signer.h"
+
+#include "last_error.h"
+
+namespace cades_emulator {
+namespace {
+
+bool addSigningCertificateV2(CMS_SignerInfo* signer, X509* certificate, const EVP_MD* digest)
+{
+    EssSigningCertV2Ptr signingCertificate(OSSL_ESS_signing_cert_v2_new_init(digest, certificate, nullptr, 1));
+    if (!signingCertificate)
+        return false;
+    unsigned char* der = nullptr;
+    const int length = i2d_ESS_SIGNING_CERT_V2(signingCertificate.get(), &der);
+    if (length <= 0)
+        return false;
+    OpenSslBuffer owned(der);
+    Asn1StringPtr sequence(ASN1_STRING_new());
+    if (!sequence || ASN1_STRING_set(sequence.get(), der, length) != 1)
+        return false;
+    return CMS_signed_add1_attr_by_NID(signer, NID_id_smime_aa_signingCertificateV2, V_ASN1_SEQUENCE,
+                                       sequence.get(), -1) == 1;
+}
+
+bool isEmptyWide(LPCWSTR text) { return text == nullptr || *text == L'\0'; }
+
+} // namespace
+
+bool chooseSignatureLevel(const CADES_SIGN_PARA* cadesPara, SignatureLevel& level)
+{
+    const DWORD type = cadesPara == nullptr ? CADES_BES : (cadesPara->dwCadesType & 0xFFFF);
+    switch (type) {
+    case CADES_DEFAULT: // the default CAdES form is CAdES-BES
+    case CADES_BES:
+        level = SignatureLevel::Bes;
+        return true;
+    case PKCS7_TYPE:
+        level = SignatureLevel::Pkcs7;
+        return true;
+    case CADES_T:
+    case CADES_X_LONG_TYPE_1:
+    case CADES_A: {
+        const CADES_SERVICE_CONNECTION_PARA* tsp = cadesPara->pTspConnectionPara;
+        if (tsp == nullptr || isEmptyWide(tsp->wszUri))
+            return fail(TSPCLI_ERROR_AddressIsEmpty);
+        return fail(TSPCLI_ERROR_HTTP);
+    }
+    default:
+        return fail(E_INVALIDARG);
+    }
+}
+
+CMS_SignerInfo* addSigner(CMS_ContentInfo* cms, X509* certificate, EVP_PKEY* key, const EVP_MD* digest,
+                          SignatureLevel level)
+{
+    const unsigned flags = CMS_PARTIAL | CMS_BINARY | CMS_NOCERTS | CMS_NOSMIMECAP;
+    CMS_SignerInfo* signer = CMS_add1_signer(cms, certificate, key, digest, flags);
+    if (signer == nullptr)
+        return nullptr;
+    if (level == SignatureLevel::Bes && !addSigningCertificateV2(signer, certificate, digest))
+        return nullptr;
+    return signer;
+}
+
+bool addCertificateOnce(CMS_ContentInfo* cms, X509* certificate)
+{
+    X509StackPtr present(CMS_get1_certs(cms));
+    for (int i = 0; present && i < sk_X509_num(present.get()); ++i)
+        if (X509_cmp(sk_X509_value(present.get(), i), certificate) == 0)
+            return true;
+    return CMS_add1_cert(cms, certificate) == 1;
+}
+
+std::vector<BYTE> encodeMessage(CMS_ContentInfo* cms)
+{
+    unsigned char* der = nullptr;
+    const int length = i2d_CMS_ContentInfo(cms, &der);
+    if (length <= 0)
+        return {};
+    OpenSslBuffer owned(der);
+    return std::vector<BYTE>(der, der + length);
+}
+
+} // namespace cades_emulator

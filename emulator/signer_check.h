@@ -1,0 +1,32 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "abi.h"
+#include "openssl_ptr.h"
+
+namespace cades_emulator {
+
+struct SignerCheck {
+    DWORD status = CADES_VERIFY_SUCCESS; // CADES_VERIFY_*
+    DWORD errorCode = ERROR_SUCCESS;     // the error code that goes with the status
+    X509Ptr signerCertificate;           // null when not found
+    std::optional<FILETIME> signingTime;
+};
+
+// Verifies one signer of a SignedData over `content`, in this order:
+//  2  signer certificate in neither the message, `extraStore` nor the My/CA/Root stores,
+//     or not the certificate its signing-certificate(-v2) attribute names;
+//  8  signature over the signed attributes, or the content digest, wrong;
+//  13 content-type attribute differs from the encapsulated content type;
+//  5  no valid chain up to a root of the Root store (now; no revocation checking).
+SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, const std::vector<BYTE>& content,
+                        HCERTSTORE extraStore);
+
+std::optional<FILETIME> signingTimeOf(CMS_SignerInfo* signer);
+
+// The content inside an attached message; empty for a detached one.
+std::vector<BYTE> embeddedContent(CMS_ContentInfo* cms);
+
+} // namespace cades_emulator
