@@ -2,6 +2,7 @@
 // Only UTF-8 exists here: code page 0 (the active code page) is UTF-8 as well.
 #include "wide_chars.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "abi.h"
@@ -110,7 +111,8 @@ extern "C" int WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideC
                                    LPSTR lpMultiByteStr, int cbMultiByte, LPCSTR lpDefaultChar,
                                    BOOL* lpUsedDefaultChar)
 {
-    if (!isSupportedCodePage(CodePage) || dwFlags != 0 || lpWideCharStr == nullptr || cchWideChar == 0 ||
+    if (!isSupportedCodePage(CodePage) || (dwFlags & ~WC_ERR_INVALID_CHARS) != 0 || lpWideCharStr == nullptr ||
+        cchWideChar == 0 ||
         cchWideChar < -1 || cbMultiByte < 0 || (cbMultiByte > 0 && lpMultiByteStr == nullptr))
         return fail(ERROR_INVALID_PARAMETER);
     // UTF-8 has no unmappable characters, so a default character makes no sense.
@@ -119,7 +121,11 @@ extern "C" int WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideC
 
     // -1 means zero-terminated, and the terminator is converted and counted too.
     const size_t length = cchWideChar == -1 ? std::wcslen(lpWideCharStr) + 1 : static_cast<size_t>(cchWideChar);
-    const std::string converted = wideToUtf8(std::wstring(lpWideCharStr, length));
+    const std::wstring wide(lpWideCharStr, length);
+    if ((dwFlags & WC_ERR_INVALID_CHARS) != 0 &&
+        std::any_of(wide.begin(), wide.end(), [](wchar_t c) { return !isScalarValue(static_cast<char32_t>(c)); }))
+        return fail(ERROR_NO_UNICODE_TRANSLATION);
+    const std::string converted = wideToUtf8(wide);
     if (cbMultiByte == 0)
         return static_cast<int>(converted.size());
     if (converted.size() > static_cast<size_t>(cbMultiByte))
