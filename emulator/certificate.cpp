@@ -100,9 +100,6 @@ BYTE* CertificateData::keepBytes(std::vector<BYTE> bytes)
 
 void CertificateData::fillCertInfo()
 {
-    // strings_ and buffers_ must not reallocate while pointers into them are handed out.
-    strings_.reserve(64);
-    buffers_.reserve(64);
     X509* cert = certificate_.get();
 
     const auto blob = [this](std::vector<BYTE> bytes) {

@@ -2,6 +2,7 @@
 // certificate behind it and its reference count.
 #pragma once
 
+#include <deque>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -37,9 +38,9 @@ private:
     std::vector<BYTE> encoded_;
     std::filesystem::path keyFile_;
     std::vector<CERT_EXTENSION> extensions_;
-    // Stable storage for the texts and byte strings that CERT_INFO points into.
-    std::vector<std::string> strings_;
-    std::vector<std::vector<BYTE>> buffers_;
+    // Texts and byte strings that CERT_INFO points into; a deque never moves its elements.
+    std::deque<std::string> strings_;
+    std::deque<std::vector<BYTE>> buffers_;
     int references_ = 0;
 };
 
