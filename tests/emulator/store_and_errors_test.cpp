@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
+#include <utility>
 
 using namespace cadestest;
 
@@ -110,4 +112,38 @@ TEST(EmulatorSign, RefusesWhatItCannotSign) {
     EXPECT_FALSE(s.ok);
     EXPECT_EQ(0xC2100121u, s.error);  // TSP address is empty
   }
+}
+
+// Features the emulator leaves out (time-stamp enhancement, countersignatures, hash
+// signing, streaming) must refuse plainly rather than pretend to succeed.
+TEST(EmulatorNotImplemented, RefusesWithENotImpl) {
+  CADES_SIGN_PARA cades{};
+  cades.dwSize = sizeof cades;
+  cades.dwCadesType = CADES_X_LONG_TYPE_1;
+  CADES_ENHANCE_MESSAGE_PARA enhance{sizeof enhance, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, &cades};
+  CRYPT_DATA_BLOB* blob = nullptr;
+  CADES_BLOB_ARRAY* array = nullptr;
+  BYTE byte = 0;
+
+  // Each call answers true when it reported failure (FALSE, null or 0).
+  const std::pair<const char*, std::function<bool()>> calls[] = {
+      {"CadesMsgOpenToEncode", [&] { return !CadesMsgOpenToEncode(0x10001, 0, nullptr, nullptr, nullptr); }},
+      {"CadesMsgEnhanceSignature", [&] { return !CadesMsgEnhanceSignature(nullptr, 0, &cades); }},
+      {"CadesEnhanceMessage", [&] { return !CadesEnhanceMessage(&enhance, 0, &byte, 1, &blob); }},
+      {"CadesMsgCountersign", [&] { return !CadesMsgCountersign(nullptr, 0, 0, nullptr); }},
+      {"CadesSignHash", [&] { return !CadesSignHash(nullptr, &byte, 1, nullptr, &blob); }},
+      {"CadesVerifyHash", [&] { return !CadesVerifyHash(nullptr, 0, &byte, 1, &byte, 1, nullptr, nullptr); }},
+      {"CadesMsgGetSignatureTimestamps", [&] { return !CadesMsgGetSignatureTimestamps(nullptr, 0, &array); }},
+      {"CadesMsgGetSigningCertIdHashAlgEncoded",
+       [&] { return CadesMsgGetSigningCertIdHashAlgEncoded(0x10001, &byte, 1) == 0; }},
+      {"CadesMsgConvertCreateContext", [&] { return !CadesMsgConvertCreateContext(nullptr, &byte, 1); }},
+      {"CryptMsgControl", [&] { return !CryptMsgControl(nullptr, 0, CMSG_CTRL_VERIFY_SIGNATURE, nullptr); }},
+  };
+  for (const auto& [name, call] : calls) {
+    SetLastError(0);
+    EXPECT_TRUE(call()) << name << " did not fail";
+    EXPECT_EQ(E_NOTIMPL, GetLastError()) << name;
+  }
+  EXPECT_EQ(nullptr, blob);
+  EXPECT_EQ(nullptr, array);
 }
