@@ -171,10 +171,12 @@ TEST(EmulatorVerify, ReportsFailureStatuses) {
   ASSERT_TRUE(v.info) << Hex(GetLastError());
   EXPECT_EQ(2u, v.info->dwStatus);
 
-  // Signer known, but its root is not trusted (5).
-  v = Verify(OpensslSign("user_orphan", false, "-cades"));
-  ASSERT_TRUE(v.info) << Hex(GetLastError());
-  EXPECT_EQ(5u, v.info->dwStatus);
+  // Signer known, but no valid chain: untrusted root, or expired certificate (5).
+  for (const char* name : {"user_orphan", "user_expired"}) {
+    v = Verify(OpensslSign(name, false, "-cades"));
+    ASSERT_TRUE(v.info) << name << ": " << Hex(GetLastError());
+    EXPECT_EQ(5u, v.info->dwStatus) << name;
+  }
 }
 
 TEST(EmulatorCoSign, BothSignersVerifyWithOpenssl) {

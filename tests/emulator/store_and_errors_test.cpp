@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <utility>
@@ -48,6 +49,25 @@ void ExpectStoreHolds(const wchar_t* storeName, const std::string& dir) {
 TEST(EmulatorStore, SystemStoresFollowFileNameOrder) {
   ExpectStoreHolds(L"My", "My");
   ExpectStoreHolds(L"Root", "Root");
+}
+
+// Without CADES_EMULATOR_HOME the stores live in $HOME/.cades-emulator.
+TEST(EmulatorStore, FallsBackToHomeFolder) {
+  namespace fs = std::filesystem;
+  const fs::path my = TempPath(".cades-emulator/My");
+  fs::create_directories(my);
+  fs::copy_file(Pki("My/user_rsa.crt"), my / "only.crt");
+
+  const std::string configured = std::getenv("CADES_EMULATOR_HOME") ? std::getenv("CADES_EMULATOR_HOME") : "";
+  unsetenv("CADES_EMULATOR_HOME");
+  StorePtr store(CertOpenSystemStoreW(0, L"My"));
+  std::vector<CertPtr> certs;
+  if (store) certs = ListStore(store.get());
+  if (!configured.empty()) setenv("CADES_EMULATOR_HOME", configured.c_str(), 1);
+
+  ASSERT_TRUE(store);
+  ASSERT_EQ(1u, certs.size());
+  EXPECT_EQ(CertDer("user_rsa"), Bytes(certs[0]->pbCertEncoded, certs[0]->pbCertEncoded + certs[0]->cbCertEncoded));
 }
 
 TEST(EmulatorStore, CertificateFieldsAndNames) {
