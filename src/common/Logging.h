@@ -48,14 +48,21 @@ private:
     std::ostringstream stream_;
 };
 
+// Turns a finished record expression into void, for the two branches of VLOG.
+struct Voidify {
+    void operator&(const Record&) const {}
+};
+
 }  // namespace logging
 }  // namespace Vesk::Crypto
 
-// The record is only built when its level passes, so arguments cost nothing otherwise.
-#define VLOG(level)                                                                         \
-    if (!::Vesk::Crypto::logging::enabled(level)) {                                         \
-    } else                                                                                  \
-        ::Vesk::Crypto::logging::Record(level, __PRETTY_FUNCTION__, __FILE__, __LINE__)
+// The record is only built when its level passes, so arguments cost nothing otherwise. An
+// expression rather than an if, so the macro is safe after an unbraced if.
+#define VLOG(level)                                        \
+    !::Vesk::Crypto::logging::enabled(level)               \
+        ? (void)0                                          \
+        : ::Vesk::Crypto::logging::Voidify() &             \
+              ::Vesk::Crypto::logging::Record(level, __PRETTY_FUNCTION__, __FILE__, __LINE__)
 
 #define VLOG_FATAL VLOG(::Vesk::Crypto::LogLevel::Fatal)
 #define VLOG_ERROR VLOG(::Vesk::Crypto::LogLevel::Error)

@@ -26,7 +26,9 @@ void parseCryptoProInstalled(const json&, std::string& result) {
     result = makeAnswer(fstools::cryptoproIsInstalled(), nullptr);
 }
 
-constexpr std::array<MethodRow, 7> kMethods = {{
+constexpr std::array<MethodRow, 9> kMethods = {{
+    {"get_list", &parseGetList},
+    {"get_providers", &parseGetProviders},
     {"log", &parseLog},
     {"version", &parseVersion},
     {"kzn_version", &parseVersion},

@@ -5,6 +5,9 @@
 #include "common/FileRequests.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
+#include "crypto/CertificateQueries.h"
+#include "crypto/CryptoProviderFactory.h"
+#include "model/Enums.h"
 
 namespace Vesk::Crypto {
 namespace {
@@ -21,6 +24,23 @@ bool checkJsonParametersExists(const json& object, const std::string& name) {
     VLOG_ERROR << "Json parameter: '" << name << "' is not exists in json: "
                << object.dump(-1, ' ', false, json::error_handler_t::replace);
     return false;
+}
+
+void parseGetList(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseGetList";
+    const json& args = request.at("args");
+    if (!checkJsonParametersExists(args, "provider")) {
+        result = missingParamAnswer("provider");
+        return;
+    }
+    auto provider = CryptoProvider::Native;
+    args.at("provider").get_to(provider);
+    result = getCertificateList(provider);
+}
+
+void parseGetProviders(const json&, std::string& result) {
+    VLOG_VERBOSE << "[F] parseGetProviders";
+    result = getProviderList();
 }
 
 void parseLog(const json& request, std::string& result) {

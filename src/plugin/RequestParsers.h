@@ -12,6 +12,8 @@ using json = nlohmann::json;
 
 bool checkJsonParametersExists(const json& object, const std::string& name);
 
+void parseGetList(const json& request, std::string& result);
+void parseGetProviders(const json& request, std::string& result);
 void parseLog(const json& request, std::string& result);
 void parseVersion(const json& request, std::string& result);
 void parseGetFileOnBase64(const json& request, std::string& result);

@@ -27,4 +27,15 @@ std::string b64(const std::string& text) {
     return out;
 }
 
+std::string unb64(const std::string& text) {
+    std::string out(text.size(), '\0');
+    int size = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(out.data()),
+                               reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    if (size < 0) return "<not base64>";
+    // EVP_DecodeBlock counts the bytes that stand for the padding too.
+    for (auto it = text.rbegin(); it != text.rend() && *it == '=' && size > 0; ++it) --size;
+    out.resize(static_cast<size_t>(size));
+    return out;
+}
+
 }  // namespace vesk::test

@@ -30,5 +30,6 @@ private:
 };
 
 std::string b64(const std::string& text);
+std::string unb64(const std::string& text);
 
 }  // namespace vesk::test

@@ -1,0 +1,34 @@
+#pragma once
+// Turns a provider value into the back-end objects that serve it. Only the CryptoPro provider
+// has a back-end, and only while its library is loaded; every other request gets null.
+
+#include "crypto/ICertificateStorage.h"
+#include "crypto/IExtract.h"
+#include "crypto/ISign.h"
+#include "crypto/IVerify.h"
+#include "model/Enums.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Vesk::Crypto {
+
+class CryptoProviderFactory {
+public:
+    static std::shared_ptr<IVerify> getVerifycator(CryptoProvider provider);
+    static std::shared_ptr<ISign> getSigner(CryptoProvider provider);
+    static std::shared_ptr<IExtract> getExtracter(CryptoProvider provider);
+    static std::shared_ptr<ICertificateStorage> getStorage(CryptoProvider provider);
+
+    static bool CryptoProIsAvaible();
+    static bool OpenSslIsAvaible() { return true; }
+    static bool NativeAvaible() { return true; }
+    // CryptoPro while its library is loaded, then Native, always.
+    static std::vector<CryptoProvider> getAvaibleCryptoproviderList();
+};
+
+// The answer of "get_providers".
+std::string getProviderList();
+
+}  // namespace Vesk::Crypto
