@@ -1,50 +1,17 @@
 #include "support.h"
 
-#include <sys/wait.h>
+#include "support/Process.h"
+#include "support/TempHome.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <stdexcept>
 
-namespace fs = std::filesystem;
-
 namespace cadestest {
 namespace {
 
-// A fresh directory per test process, used as HOME and for scratch files, so that
-// nothing the emulator might write under HOME leaks between tests.
-class ProcessHome {
- public:
-  ProcessHome() {
-    std::string pattern = (fs::temp_directory_path() / "cades-test-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
-    dir_ = pattern;
-    setenv("HOME", dir_.c_str(), 1);
-  }
-  ~ProcessHome() {
-    std::error_code ignored;
-    fs::remove_all(dir_, ignored);
-  }
-  ProcessHome(const ProcessHome&) = delete;
-  ProcessHome& operator=(const ProcessHome&) = delete;
-  const std::string& dir() const { return dir_; }
-
- private:
-  std::string dir_;
-};
-
-ProcessHome& Home() {
-  static ProcessHome home;
-  return home;
-}
-// Make HOME before any test code runs.
-const bool kHomeReady = !Home().dir().empty();
-
-std::string Quote(const std::string& s) { return "'" + s + "'"; }
+using vesk::test::shellQuote;
 
 HCERTSTORE MyStore() {
   static StorePtr store(CertOpenSystemStoreW(0, L"My"));
@@ -61,7 +28,7 @@ KeyHandle::~KeyHandle() {
   if (ok_ && mustFree_) CryptReleaseContext(prov_, 0);
 }
 
-std::string TempPath(const std::string& name) { return Home().dir() + "/" + name; }
+std::string TempPath(const std::string& name) { return (vesk::test::tempHome() / name).string(); }
 
 Bytes ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -80,16 +47,10 @@ Bytes ToBytes(const std::string& s) { return Bytes(s.begin(), s.end()); }
 std::string Pki(const std::string& relative) { return std::string(CADES_TEST_HOME) + "/" + relative; }
 
 int Openssl(const std::string& args, std::string* output) {
-  const std::string cmd =
-      "OPENSSL_CONF=" + Quote(Pki("openssl.cnf")) + " openssl " + args + " 2>&1";
-  FILE* pipe = popen(cmd.c_str(), "r");
-  if (!pipe) throw std::runtime_error("popen failed: " + cmd);
-  std::string text;
-  char buf[4096];
-  for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;) text.append(buf, n);
-  const int status = pclose(pipe);
-  if (output) *output = text;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  const auto result = vesk::test::runCommand("OPENSSL_CONF=" + shellQuote(Pki("openssl.cnf")) +
+                                             " openssl " + args + " 2>&1");
+  if (output) *output = result.output;
+  return result.exitCode;
 }
 
 Bytes CertDer(const std::string& name) {
@@ -98,8 +59,8 @@ Bytes CertDer(const std::string& name) {
   if (it != cache.end()) return it->second;
   const std::string der = TempPath(name + ".der");
   std::string log;
-  if (Openssl("x509 -in " + Quote(Pki("pem/" + name + ".crt")) + " -outform DER -out " +
-                  Quote(der),
+  if (Openssl("x509 -in " + shellQuote(Pki("pem/" + name + ".crt")) + " -outform DER -out " +
+                  shellQuote(der),
               &log) != 0)
     throw std::runtime_error("openssl x509 failed for " + name + ": " + log);
   return cache[name] = ReadFile(der);

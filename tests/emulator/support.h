@@ -60,7 +60,7 @@ class KeyHandle {
 
 // ---- files and processes ----------------------------------------------------
 
-// Per-process scratch directory; it is also the process's HOME (set up in support.cpp).
+// A file in the per-process temporary HOME (tests/support/TempHome.h).
 std::string TempPath(const std::string& name);
 Bytes ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const Bytes& data);
