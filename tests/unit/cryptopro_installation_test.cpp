@@ -1,0 +1,35 @@
+#include "common/Settings.h"
+#include "cryptopro/CryptoProInstallation.h"
+
+#include "support/TempHome.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+using namespace Vesk::Crypto;
+namespace fs = std::filesystem;
+
+TEST(CryptoProInstallation, SearchRootsStoredPathAndStalePath) {
+    auto& settings = VeskCryptoSettings::instance();
+    const auto root = vesk::test::makeTempDir("opt");
+    fs::create_directories(root / "cprocsp" / "bin" / "amd64" / "certmgr");  // a folder counts as found too
+
+    // The first root missing ends the whole search, although the second holds the tool.
+    EXPECT_FALSE(fstools::findCryptoProTool({root / "absent", root}, {"cptools", "certmgr"}));
+    EXPECT_EQ(settings.cryptoPro(), "");
+
+    EXPECT_TRUE(fstools::findCryptoProTool({root / "cprocsp"}, {"cptools", "certmgr"}));
+    EXPECT_EQ(settings.cryptoPro(), (root / "cprocsp" / "bin" / "amd64" / "certmgr").string());
+    std::ifstream saved(settings.settingsFile());
+    EXPECT_EQ(nlohmann::json::parse(saved).at("cryptoPro"), settings.cryptoPro());
+
+    // A stored path that still exists answers at once; a stale one is cleared before searching.
+    EXPECT_TRUE(fstools::cryptoproIsInstalled());
+    fs::remove_all(root / "cprocsp");
+    const bool installedHere = fs::exists("/opt/cprocsp");
+    EXPECT_EQ(fstools::cryptoproIsInstalled(), installedHere);
+    if (!installedHere) {
+        EXPECT_EQ(settings.cryptoPro(), "");
+    }
+}
