@@ -86,3 +86,17 @@ TEST(EntryPoints, PluginObjectReadsExactlyLengthBytesAndKeepsOnlyTheLastAnswer) 
     EXPECT_NE(second.find("control character U+0000 (NUL)"), std::string::npos);  // the zero reached the parser
     EXPECT_EQ(second.size(), std::strlen(plugin.getResultString()));
 }
+
+TEST(EntryPoints, VirtualTableSlotsAreInTheHostsOrder) {
+    ModuleClient client;
+    // A host compiled against another copy of the class calls by slot: 2 executeRequest,
+    // 3 getResultLength, 4 getResultString (0 and 1 are the destructors).
+    VeskCryptoPlugin* plugin = &client.plugin();
+    void** slots = *reinterpret_cast<void***>(plugin);
+    auto execute = reinterpret_cast<bool (*)(VeskCryptoPlugin*, const char*, size_t)>(slots[2]);
+    auto length = reinterpret_cast<size_t (*)(VeskCryptoPlugin*)>(slots[3]);
+    auto text = reinterpret_cast<const char* (*)(VeskCryptoPlugin*)>(slots[4]);
+    EXPECT_TRUE(execute(plugin, kVersionRequest.data(), kVersionRequest.size()));
+    EXPECT_EQ(length(plugin), kVersionAnswer.size());
+    EXPECT_EQ(std::string(text(plugin)), kVersionAnswer);
+}
