@@ -39,7 +39,7 @@ void ExpectStoreHolds(const wchar_t* storeName, const std::string& dir) {
   const std::vector<std::string> stems = CrtStems(dir);
   ASSERT_EQ(stems.size(), certs.size()) << dir;
   for (size_t i = 0; i < certs.size(); ++i)
-    EXPECT_EQ(CertDer(stems[i]),
+    EXPECT_EQ(CertFileDer(Pki(dir + "/" + stems[i] + ".crt")),
               Bytes(certs[i]->pbCertEncoded, certs[i]->pbCertEncoded + certs[i]->cbCertEncoded))
         << dir << " entry " << i << " should be " << stems[i];
 }

@@ -53,18 +53,18 @@ int Openssl(const std::string& args, std::string* output) {
   return result.exitCode;
 }
 
-Bytes CertDer(const std::string& name) {
+Bytes CertFileDer(const std::string& path) {
   static std::map<std::string, Bytes> cache;
-  auto it = cache.find(name);
+  auto it = cache.find(path);
   if (it != cache.end()) return it->second;
-  const std::string der = TempPath(name + ".der");
+  const std::string der = TempPath("cert-" + std::to_string(cache.size()) + ".der");
   std::string log;
-  if (Openssl("x509 -in " + shellQuote(Pki("pem/" + name + ".crt")) + " -outform DER -out " +
-                  shellQuote(der),
-              &log) != 0)
-    throw std::runtime_error("openssl x509 failed for " + name + ": " + log);
-  return cache[name] = ReadFile(der);
+  if (Openssl("x509 -in " + shellQuote(path) + " -outform DER -out " + shellQuote(der), &log) != 0)
+    throw std::runtime_error("openssl x509 failed for " + path + ": " + log);
+  return cache[path] = ReadFile(der);
 }
+
+Bytes CertDer(const std::string& name) { return CertFileDer(Pki("pem/" + name + ".crt")); }
 
 std::vector<CertPtr> ListStore(HCERTSTORE store) {
   std::vector<CertPtr> certs;

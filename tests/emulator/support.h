@@ -75,7 +75,9 @@ int Openssl(const std::string& args, std::string* output = nullptr);
 
 // ---- test PKI -----------------------------------------------------------------
 
-// DER of pem/NAME.crt, converted by openssl.
+// DER of a PEM certificate file, converted by openssl.
+Bytes CertFileDer(const std::string& path);
+// DER of pem/NAME.crt.
 Bytes CertDer(const std::string& name);
 
 // The My-store certificate whose encoding equals pem/NAME.crt; null if none.
