@@ -20,13 +20,6 @@ CommandResult cli(const fs::path& home, const std::string& arguments, const std:
     return runCommand(command + " 2>/dev/null");
 }
 
-std::string readText(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 fs::path homeWithLevel(const std::string& level) {
     const auto home = makeTempDir("home");
     fs::create_directories(home / ".Vesk" / "editor");
@@ -80,21 +73,21 @@ TEST(Cli, LogLevelDecidesWhatIsWrittenButNotTheAnswers) {
         EXPECT_EQ(cli(home, shellQuote(request)).output, "{\"data\":null,\"error\":null}\n");
         EXPECT_EQ(cli(home, shellQuote(kVersion)).output, kVersionAnswer + "\n");
     }
-    EXPECT_EQ(readText(quiet / log), "");
-    EXPECT_EQ(readText(quiet / ".Vesk/editor/settings.json"), R"({"logLevel":"none"})");
+    EXPECT_EQ(readFile(quiet / log), "");
+    EXPECT_EQ(readFile(quiet / ".Vesk/editor/settings.json"), R"({"logLevel":"none"})");
 
-    const auto infoLog = readText(chatty / log);
+    const auto infoLog = readFile(chatty / log);
     EXPECT_NE(infoLog.find("[F] executeJsonRequest: " + kVersion), std::string::npos);
     EXPECT_NE(infoLog.find("Exit with result: " + kVersionAnswer), std::string::npos);
     EXPECT_NE(infoLog.find("\"note\": \"проверка\""), std::string::npos);  // the args, indented
     EXPECT_EQ(infoLog.find("[F] parseVersion"), std::string::npos);
     // Appended across runs, never rolled.
     EXPECT_EQ(infoLog.find("[F] executeJsonRequest: " + request), infoLog.rfind("[F] executeJsonRequest: " + request));
-    EXPECT_NE(readText(verbose / log).find("[F] parseVersion"), std::string::npos);
+    EXPECT_NE(readFile(verbose / log).find("[F] parseVersion"), std::string::npos);
 
     // A first run makes the folder and the default settings, and logs the creation.
     const auto fresh = makeTempDir("fresh");
     EXPECT_EQ(cli(fresh, shellQuote(kVersion)).exitCode, 0);
-    EXPECT_EQ(readText(fresh / ".Vesk/editor/settings.json"), R"({"cades":"","cryptoPro":"","logLevel":"info"})");
-    EXPECT_NE(readText(fresh / log).find("Error create Vesk home path: Success"), std::string::npos);
+    EXPECT_EQ(readFile(fresh / ".Vesk/editor/settings.json"), R"({"cades":"","cryptoPro":"","logLevel":"info"})");
+    EXPECT_NE(readFile(fresh / log).find("Error create Vesk home path: Success"), std::string::npos);
 }

@@ -13,13 +13,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string readBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
-}
-
 json fileRequest(const std::string& method, const fs::path& path) {
     return {{"method", method}, {"args", {{"file", b64(path.string())}}}};
 }
@@ -37,7 +30,7 @@ TEST(FileServices, SaveExistsAndReadBackACyrillicNamedBinaryFile) {
     auto save = fileRequest("save_file", target);
     save["args"]["data"] = b64(content);
     EXPECT_EQ(client.requestJson(save), json::parse(R"({"data":true,"error":null})"));
-    EXPECT_EQ(readBytes(target), content);
+    EXPECT_EQ(readFile(target), content);
 
     EXPECT_EQ(client.requestJson(fileRequest("exists", target)).at("data"), true);
     EXPECT_EQ(client.requestJson(fileRequest("exists", folder)).at("data"), true);
@@ -47,7 +40,7 @@ TEST(FileServices, SaveExistsAndReadBackACyrillicNamedBinaryFile) {
     // Overwriting replaces the file whole and leaves no temporary file beside it.
     save["args"]["data"] = b64("short");
     EXPECT_EQ(client.requestJson(save).at("data"), true);
-    EXPECT_EQ(readBytes(target), "short");
+    EXPECT_EQ(readFile(target), "short");
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
 
     // An empty file is a file too.
@@ -78,7 +71,7 @@ TEST(FileServices, FailuresAnswerErrorsAndLeaveFilesIntact) {
     auto overFolder = fileRequest("save_file", folder / "keep");
     overFolder["args"]["data"] = b64("x");
     EXPECT_EQ(client.requestJson(overFolder).at("data"), nullptr);
-    EXPECT_EQ(readBytes(folder / "keep" / "inside.txt"), "kept");
+    EXPECT_EQ(readFile(folder / "keep" / "inside.txt"), "kept");
 
     EXPECT_EQ(client.request(R"({"method":"save_file","args":{"file":"eA=="}})"),
               R"({"data":null,"error":["tr{Param 'data' in 'args' is not exists}"]})");

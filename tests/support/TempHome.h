@@ -2,6 +2,7 @@
 // A fresh HOME folder for one test process, removed when the process ends.
 
 #include <filesystem>
+#include <string>
 
 namespace vesk::test {
 
@@ -10,5 +11,8 @@ const std::filesystem::path& tempHome();
 
 // A new empty folder inside the temporary HOME.
 std::filesystem::path makeTempDir(const std::string& prefix = "dir");
+
+// The whole content of a file; empty when it cannot be read.
+std::string readFile(const std::filesystem::path& path);
 
 }  // namespace vesk::test

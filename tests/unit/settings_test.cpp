@@ -9,15 +9,9 @@
 
 using namespace Vesk::Crypto;
 namespace fs = std::filesystem;
+using vesk::test::readFile;
 
 namespace {
-
-std::string readText(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 void writeText(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
@@ -35,14 +29,14 @@ TEST(Settings, DefaultsAreWrittenAndPartialFilesAreNotRewritten) {
     const auto missing = folder / "sub" / "settings.json";
     VeskCryptoSettings fresh(missing);
     EXPECT_EQ(fresh.logLevel(), LogLevel::Info);
-    EXPECT_EQ(readText(missing), R"({"cades":"","cryptoPro":"","logLevel":"info"})");
+    EXPECT_EQ(readFile(missing), R"({"cades":"","cryptoPro":"","logLevel":"info"})");
 
     const auto partial = folder / "partial.json";
     writeText(partial, R"({"logLevel":"debug"})");
     VeskCryptoSettings debug(partial);
     EXPECT_EQ(debug.logLevel(), LogLevel::Debug);
     EXPECT_EQ(debug.cades(), "");
-    EXPECT_EQ(readText(partial), R"({"logLevel":"debug"})");
+    EXPECT_EQ(readFile(partial), R"({"logLevel":"debug"})");
 
     // Level names are exact: anything else silences the log.
     for (const char* text : {R"({"logLevel":"Debug"})", R"({"logLevel":4})", R"({"logLevel":"trace"})"}) {
@@ -56,7 +50,7 @@ TEST(Settings, DefaultsAreWrittenAndPartialFilesAreNotRewritten) {
     EXPECT_EQ(full.cades(), "/opt/x/libcades.so");
     full.setCryptoPro("");
     full.save();
-    EXPECT_EQ(readText(partial), R"({"cades":"/opt/x/libcades.so","cryptoPro":"","logLevel":"verbose"})");
+    EXPECT_EQ(readFile(partial), R"({"cades":"/opt/x/libcades.so","cryptoPro":"","logLevel":"verbose"})");
 
     writeText(partial, "{not json");
     EXPECT_THROW(VeskCryptoSettings{partial}, nlohmann::json::parse_error);
