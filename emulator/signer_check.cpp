@@ -115,6 +115,17 @@ std::vector<BYTE> embeddedContent(CMS_ContentInfo* cms)
     return std::vector<BYTE>(data, data + ASN1_STRING_length(*content));
 }
 
+bool joinDetachedContent(DWORD count, const BYTE* blocks[], const DWORD sizes[], std::vector<BYTE>& content)
+{
+    for (DWORD i = 0; i < count; ++i) {
+        if (blocks[i] == nullptr && sizes[i] != 0)
+            return false;
+        if (sizes[i] != 0)
+            content.insert(content.end(), blocks[i], blocks[i] + sizes[i]);
+    }
+    return true;
+}
+
 SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, const std::vector<BYTE>& content,
                         HCERTSTORE extraStore)
 {

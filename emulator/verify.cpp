@@ -7,6 +7,7 @@
 #include "certificate.h"
 #include "gost_engine.h"
 #include "last_error.h"
+#include "signer_check.h"
 #include "verification_info.h"
 
 namespace cades_emulator {
@@ -131,12 +132,8 @@ extern "C" CSP_BOOL CadesVerifyDetachedMessage(PCADES_VERIFY_MESSAGE_PARA pVerif
     if (!validVerifyPara(pVerifyPara) || cToBeSigned == 0 || rgpbToBeSigned == nullptr || rgcbToBeSigned == nullptr)
         return fail(E_INVALIDARG);
     std::vector<BYTE> content;
-    for (DWORD i = 0; i < cToBeSigned; ++i) {
-        if (rgpbToBeSigned[i] == nullptr && rgcbToBeSigned[i] != 0)
-            return fail(E_INVALIDARG);
-        if (rgcbToBeSigned[i] != 0)
-            content.insert(content.end(), rgpbToBeSigned[i], rgpbToBeSigned[i] + rgcbToBeSigned[i]);
-    }
+    if (!joinDetachedContent(cToBeSigned, rgpbToBeSigned, rgcbToBeSigned, content))
+        return fail(E_INVALIDARG);
     CmsPtr cms = parseSignedData(pbDetachedSignBlob, cbDetachedSignBlob);
     if (!cms)
         return FALSE;

@@ -61,12 +61,8 @@ extern "C" BOOL CryptVerifyDetachedMessageSignature(PCRYPT_VERIFY_MESSAGE_PARA p
     if (!validPara(pVerifyPara) || cToBeSigned == 0 || rgpbToBeSigned == nullptr || rgcbToBeSigned == nullptr)
         return fail(E_INVALIDARG);
     std::vector<BYTE> content;
-    for (DWORD i = 0; i < cToBeSigned; ++i) {
-        if (rgpbToBeSigned[i] == nullptr && rgcbToBeSigned[i] != 0)
-            return fail(E_INVALIDARG);
-        if (rgcbToBeSigned[i] != 0)
-            content.insert(content.end(), rgpbToBeSigned[i], rgpbToBeSigned[i] + rgcbToBeSigned[i]);
-    }
+    if (!joinDetachedContent(cToBeSigned, rgpbToBeSigned, rgcbToBeSigned, content))
+        return fail(E_INVALIDARG);
     CmsPtr cms = parseSignedData(pbDetachedSignBlob, cbDetachedSignBlob);
     if (!cms)
         return FALSE;

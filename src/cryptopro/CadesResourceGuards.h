@@ -67,7 +67,7 @@ public:
     BOOL* callerMustFree() { return &callerMustFree_; }
 
     HCRYPTPROV get() const { return provider_; }
-    DWORD spec() const { return keySpec_; }
+    DWORD keySpecValue() const { return keySpec_; }
 
 private:
     HCRYPTPROV provider_ = 0;

@@ -36,6 +36,24 @@ std::wstring widen(const std::string& text) {
     return wide;
 }
 
+// The CAdES records of one signing: its type and the time-stamp service they point to. Kept
+// in one place because the records point into each other.
+struct CadesSignRecords {
+    CadesSignRecords(const SignOptions& options, bool alwaysWithTsp) : tspUrl(widen(options.tsp_url)) {
+        tsp.dwSize = sizeof(tsp);
+        tsp.wszUri = tspUrl.c_str();
+        cades.dwSize = sizeof(cades);
+        cades.dwCadesType = cadesTypeOf(options.cades_type);
+        if (alwaysWithTsp || cades.dwCadesType == CADES_X_LONG_TYPE_1) cades.pTspConnectionPara = &tsp;
+    }
+    CadesSignRecords(const CadesSignRecords&) = delete;
+    CadesSignRecords& operator=(const CadesSignRecords&) = delete;
+
+    std::wstring tspUrl;
+    CADES_SERVICE_CONNECTION_PARA tsp{};
+    CADES_SIGN_PARA cades{};
+};
+
 RequestApiResultPtr failure(const std::string& message) {
     auto result = std::make_shared<RequestApiResult>();
     result->success = false;
@@ -89,19 +107,12 @@ RequestApiResultPtr CpSigner::signMessage(const std::vector<unsigned char>& data
     signPara.HashAlgorithm.pszObjId = const_cast<LPSTR>(GetHashOid(context));
     std::vector<PCCERT_CONTEXT> messageCertificates{context};
 
-    const std::wstring tspUrl = widen(options.tsp_url);
-    CADES_SERVICE_CONNECTION_PARA tspPara{};
-    tspPara.dwSize = sizeof(tspPara);
-    tspPara.wszUri = tspUrl.c_str();
-    CADES_SIGN_PARA cadesPara{};
-    cadesPara.dwSize = sizeof(cadesPara);
-    cadesPara.dwCadesType = cadesTypeOf(options.cades_type);
-    if (cadesPara.dwCadesType == CADES_X_LONG_TYPE_1) cadesPara.pTspConnectionPara = &tspPara;
+    CadesSignRecords records(options, false);
 
     CADES_SIGN_MESSAGE_PARA para{};
     para.dwSize = sizeof(para);
     para.pSignMessagePara = &signPara;
-    para.pCadesSignPara = &cadesPara;
+    para.pCadesSignPara = &records.cades;
 
     // The message carries the signer's chain without its root. The chain context stays the
     // library's: the binding offers no call to release it.
@@ -186,22 +197,15 @@ RequestApiResultPtr CpSigner::addCoSign(const std::vector<unsigned char>& signed
     signer.cbSize = sizeof(signer);
     signer.pCertInfo = context->pCertInfo;
     signer.hCryptProv = key.get();
-    signer.dwKeySpec = key.spec();
+    signer.dwKeySpec = key.keySpecValue();
     signer.HashAlgorithm.pszObjId = const_cast<LPSTR>(GetHashOid(context));
 
-    const std::wstring tspUrl = widen(options.tsp_url);
-    CADES_SERVICE_CONNECTION_PARA tspPara{};
-    tspPara.dwSize = sizeof(tspPara);
-    tspPara.wszUri = tspUrl.c_str();
-    CADES_SIGN_PARA cadesPara{};
-    cadesPara.dwSize = sizeof(cadesPara);
-    cadesPara.dwCadesType = cadesTypeOf(options.cades_type);
-    cadesPara.pTspConnectionPara = &tspPara;
+    CadesSignRecords records(options, true);
 
     CADES_COSIGN_PARA cosignPara{};
     cosignPara.dwSize = sizeof(cosignPara);
     cosignPara.pSigner = &signer;
-    cosignPara.pCadesSignPara = &cadesPara;
+    cosignPara.pCadesSignPara = &records.cades;
 
     if (!api.CadesMsgAddEnhancedSignature(message.get(), &cosignPara))
         return GetResultWithError("CpSigner::addCoSign CadesMsgAddEnhancedSignature failed.");
