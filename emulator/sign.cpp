@@ -9,6 +9,7 @@
 #include "gost_engine.h"
 #include "last_error.h"
 #include "private_key.h"
+#include "signer_check.h"
 
 using namespace cades_emulator;
 
@@ -21,13 +22,7 @@ bool collectContent(BOOL detached, DWORD count, const BYTE* blocks[], const DWOR
         return false;
     if (!detached && count != 1)
         return false; // an attached message holds exactly one content
-    for (DWORD i = 0; i < count; ++i) {
-        if (blocks[i] == nullptr && sizes[i] != 0)
-            return false;
-        if (sizes[i] != 0)
-            content.insert(content.end(), blocks[i], blocks[i] + sizes[i]);
-    }
-    return true;
+    return joinDetachedContent(count, blocks, sizes, content);
 }
 
 // The message certificates are exactly the ones the caller lists.

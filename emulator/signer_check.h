@@ -29,7 +29,7 @@ std::optional<FILETIME> signingTimeOf(CMS_SignerInfo* signer);
 // The content inside an attached message; empty for a detached one.
 std::vector<BYTE> embeddedContent(CMS_ContentInfo* cms);
 
-// The blocks of detached content joined in order; false when a block is null but not empty.
+// Blocks of content joined in order; false when a block is null but not empty.
 bool joinDetachedContent(DWORD count, const BYTE* blocks[], const DWORD sizes[], std::vector<BYTE>& content);
 
 } // namespace cades_emulator
