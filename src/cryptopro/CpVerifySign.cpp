@@ -7,6 +7,7 @@
 #include "cryptopro/CpTexts.h"
 #include "cryptopro/CryptoProLibApi.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -56,6 +57,30 @@ std::string describe(const Certificate& certificate) {
     std::ostringstream text;
     text << certificate;
     return text.str();
+}
+
+// The signer's certificate path up to its root, as the library builds it from its stores; a
+// certificate already listed (shared by several signers) is not repeated. The chain context stays
+// the library's: the binding offers no call to release it.
+void appendChain(ResultWithSigners& result, PCCERT_CONTEXT signer) {
+    CERT_CHAIN_PARA chainPara{};
+    chainPara.cbSize = sizeof(chainPara);
+    PCCERT_CHAIN_CONTEXT chain = nullptr;
+    if (!CryptoProLibApi::instance().CertGetCertificateChain(nullptr, signer, nullptr, nullptr, &chainPara, 0,
+                                                             nullptr, &chain) ||
+        chain == nullptr || chain->cChain == 0) {
+        VLOG_ERROR << "CertGetCertificateChain() failed";
+        return;
+    }
+    const CERT_SIMPLE_CHAIN& simple = *chain->rgpChain[0];
+    for (DWORD i = 0; i < simple.cElement; ++i) {
+        CertificatePtr certificate = certContextToObject(simple.rgpElement[i]->pCertContext);
+        if (!certificate) continue;
+        const bool listed = std::any_of(result.chain->begin(), result.chain->end(), [&](const CertificatePtr& known) {
+            return known->serialNumber == certificate->serialNumber && known->issuer == certificate->issuer;
+        });
+        if (!listed) result.chain->push_back(std::move(certificate));
+    }
 }
 
 // The library's description of its last error, or the context when it left no error code.
@@ -167,6 +192,7 @@ VerifySignResultPtr CpVerifySign::verify(const std::vector<unsigned char>& signa
                                          const std::vector<unsigned char>* data, const SignParams& params) {
     auto result = std::make_shared<ResultWithSigners>();
     result->signers = std::make_shared<std::vector<SignInfoPtr>>();
+    result->chain = std::make_shared<std::vector<CertificatePtr>>();
     auto& api = CryptoProLibApi::instance();
     const bool detached = data != nullptr;
 
@@ -225,6 +251,7 @@ VerifySignResultPtr CpVerifySign::verify(const std::vector<unsigned char>& signa
         auto signInfo = std::make_shared<SignInfo>();
         signInfo->certificate = info && info->pSignerCert ? certContextToObject(info->pSignerCert) : nullptr;
         if (!signInfo->certificate) signInfo->certificate = signerIdentity(message.get(), index);
+        if (info && info->pSignerCert) appendChain(*result, info->pSignerCert);
         FILETIME signingTime{};
         getSigningTime(signingTime, message.get(), index);
         signInfo->certificate->signingTime = MyCertGetFileTime(signingTime);

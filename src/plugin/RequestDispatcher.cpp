@@ -26,7 +26,7 @@ void parseCryptoProInstalled(const json&, std::string& result) {
     result = makeAnswer(fstools::cryptoproIsInstalled(), nullptr);
 }
 
-constexpr std::array<MethodRow, 9> kMethods = {{
+constexpr std::array<MethodRow, 11> kMethods = {{
     {"get_list", &parseGetList},
     {"get_providers", &parseGetProviders},
     {"log", &parseLog},
@@ -36,6 +36,8 @@ constexpr std::array<MethodRow, 9> kMethods = {{
     {"get_file_on_base64", &parseGetFileOnBase64},
     {"save_file", &parseSaveFileFromBase64},
     {"exists", &parseFileExists},
+    {"verify", &parseVerifyRequest},
+    {"extract", &parseExtractRequest},
 }};
 
 void dispatch(const std::string& request, std::string& result) {

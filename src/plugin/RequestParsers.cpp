@@ -7,6 +7,7 @@
 #include "common/Logging.h"
 #include "crypto/CertificateQueries.h"
 #include "crypto/CryptoProviderFactory.h"
+#include "crypto/VerifyOperations.h"
 #include "model/Enums.h"
 
 namespace Vesk::Crypto {
@@ -97,6 +98,55 @@ void parseFileExists(const json& request, std::string& result) {
     }
     const auto path = getPathFromBase64(args.at("file").get<std::string>());
     result = makeAnswer(fstools::pathExists(path), nullptr);
+}
+
+namespace {
+
+CryptoProvider providerOf(const json& args, bool present) {
+    auto provider = CryptoProvider::None;
+    if (present) args.at("provider").get_to(provider);
+    return provider;
+}
+
+}  // namespace
+
+void parseVerifyRequest(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseVerifyRequest";
+    try {
+        const json args = request.at("args");
+        const bool hasFile = checkJsonParametersExists(args, "file");
+        const bool hasProvider = checkJsonParametersExists(args, "provider");
+        const bool hasDocument = checkJsonParametersExists(args, "document");
+        const bool hasSignature = checkJsonParametersExists(args, "signature");
+        const bool hasAttached = checkJsonParametersExists(args, "attached");
+        if (hasFile) {
+            const auto provider = providerOf(args, hasProvider);
+            result = verifySign(getPathFromBase64(args.at("file").get<std::string>()), provider);
+        } else if (hasDocument) {
+            const auto provider = providerOf(args, hasProvider);
+            const auto document = args.at("document").get<std::string>();
+            const auto signature = hasSignature ? args.at("signature").get<std::string>() : std::string();
+            const bool attached = hasAttached && args.at("attached").get<bool>();
+            result = verifySign(document, signature, attached, provider);
+        }
+    } catch (const std::exception&) {
+        VLOG_ERROR << "parseVerifyRequest internal unhandled error";
+    }
+}
+
+void parseExtractRequest(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseExtractRequest";
+    try {
+        const json args = request.at("args");
+        if (!checkJsonParametersExists(args, "file")) {
+            result = missingParamAnswer("file");
+            return;
+        }
+        const auto provider = providerOf(args, checkJsonParametersExists(args, "provider"));
+        result = extractData(getPathFromBase64(args.at("file").get<std::string>()), provider);
+    } catch (const std::exception&) {
+        VLOG_ERROR << "parseExtractRequest internal unhandled error";
+    }
 }
 
 }  // namespace Vesk::Crypto

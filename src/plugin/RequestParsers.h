@@ -19,5 +19,7 @@ void parseVersion(const json& request, std::string& result);
 void parseGetFileOnBase64(const json& request, std::string& result);
 void parseSaveFileFromBase64(const json& request, std::string& result);
 void parseFileExists(const json& request, std::string& result);
+void parseVerifyRequest(const json& request, std::string& result);
+void parseExtractRequest(const json& request, std::string& result);
 
 }  // namespace Vesk::Crypto
