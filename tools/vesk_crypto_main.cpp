@@ -1,6 +1,7 @@
 // vesk-crypto: sends JSON requests to libVeskCrypto and prints the answers.
 
 #include "ModuleLoader.h"
+#include "Subcommands.h"
 
 #include <nlohmann/json.hpp>
 
@@ -13,6 +14,7 @@
 namespace {
 
 constexpr const char* kUsage = R"(Usage:
+  vesk-crypto [--library PATH] [--json] SUBCOMMAND ...   see Subcommands below
   vesk-crypto [--library PATH] '<request JSON>'   run one request and print its answer
   vesk-crypto [--library PATH] --batch FILE        run a command file: one request per line;
                                                    empty lines and lines starting with // are skipped
@@ -21,17 +23,21 @@ constexpr const char* kUsage = R"(Usage:
 
 Options:
   --library PATH   the module to load (default: libVeskCrypto.so.1 beside this program)
+  --json           subcommands print the module's JSON answer instead of plain text
 
 A request is a JSON object: {"method":"version","args":{}}. File names inside requests are
 base64 of their UTF-8 text. Each answer is printed on its own line.
 
-Exit status: 0 when every answer's "error" is null, 1 otherwise, 2 on a usage or loading error.
+Exit status: 0 when every answer's "error" is null, 1 otherwise, 2 on a usage or loading error;
+verify also exits 1 when a signature is not verified.
 )";
 
 struct Arguments {
     std::filesystem::path library;
     std::optional<std::string> batchFile;
     std::optional<std::string> request;
+    std::vector<std::string> subcommand;  // its name, then its own arguments
+    bool json = false;
     bool help = false;
 };
 
@@ -43,8 +49,14 @@ std::optional<Arguments> parseArguments(int argc, char** argv) {
             parsed.help = true;
         } else if (arg == "--library" && i + 1 < argc) {
             parsed.library = argv[++i];
+        } else if (arg == "--json") {
+            parsed.json = true;
+        } else if (!parsed.subcommand.empty()) {
+            parsed.subcommand.push_back(arg);
         } else if (arg == "--batch" && i + 1 < argc) {
             parsed.batchFile = argv[++i];
+        } else if (isSubcommand(arg) && !parsed.request && !parsed.batchFile) {
+            parsed.subcommand.push_back(arg);
         } else if (arg.rfind("--", 0) != 0 && !parsed.request) {
             parsed.request = arg;
         } else {
@@ -82,15 +94,25 @@ bool runLines(ModuleLoader& module, std::istream& in, bool skipComments) {
 int main(int argc, char** argv) {
     const auto arguments = parseArguments(argc, argv);
     if (!arguments) {
-        std::cerr << kUsage;
+        std::cerr << kUsage << "\n" << kSubcommandUsage;
         return 2;
     }
     if (arguments->help) {
-        std::cout << kUsage;
+        std::cout << kUsage << "\n" << kSubcommandUsage;
         return 0;
+    }
+    std::optional<Command> command;
+    if (!arguments->subcommand.empty()) {
+        std::string error;
+        command = parseCommand(arguments->subcommand, error);
+        if (!command) {
+            std::cerr << "vesk-crypto: " << error << "\n\n" << kSubcommandUsage;
+            return 2;
+        }
     }
     try {
         ModuleLoader module(arguments->library);
+        if (command) return runCommand(*command, module, arguments->json, std::cout, std::cerr);
         if (arguments->request) {
             const auto answer = module.execute(*arguments->request);
             std::cout << answer << "\n";
