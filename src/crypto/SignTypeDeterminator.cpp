@@ -157,7 +157,14 @@ VerifySignResultPtr SignTypeDeterminator::verifySign(const fs::path& file, Crypt
     VLOG_VERBOSE << "[M] SignTypeDeterminator::verifySign " << file.string();
     const auto formats = getSignFormats(file);
     if (formats.empty()) return failure("tr{File format list is empty.}");
-    const SignFormatInfo info = formats.front();
+    SignFormatInfo info = formats.front();
+    // A file that loads as a PDF with signature dictionaries is no signature message, whatever its
+    // last bytes say: PDFs whose "%%EOF" ends in CR LF (as many signing tools write them) pass the
+    // tail test too. Their signatures are read from the PDF.
+    if (info.format == CryptoProPdf) {
+        for (const auto& other : formats)
+            if (other.format == PAdESPdf) info = other;
+    }
 
     const auto verifier = CryptoProviderFactory::getVerifycator(provider);
     if (!verifier) return failure("tr{Verifier is null.}");

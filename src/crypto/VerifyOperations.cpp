@@ -58,8 +58,12 @@ std::string verifySign(const fs::path& file, CryptoProvider /*provider*/) {
         initLogger();
         VLOG_VERBOSE << "[F] verifySign";
         MergedVerification merged;
-        for (const CryptoProvider provider : CryptoProviderFactory::getAvaibleCryptoproviderList())
+        for (const CryptoProvider provider : CryptoProviderFactory::getAvaibleCryptoproviderList()) {
+            // A provider without a verifier could only answer "tr{Verifier is null.}", which is
+            // dropped anyway; skipping it spares a second reading of the file.
+            if (!CryptoProviderFactory::getVerifycator(provider)) continue;
             merged.add(SignTypeDeterminator::verifySign(file, provider));
+        }
         return dumpCompact(merged.answer());
     } catch (const std::exception& e) {
         VLOG_ERROR << "verifySign: " << e.what();

@@ -2,6 +2,7 @@
 // at run time through the settings' "cades" path.
 
 #include "ModuleClient.h"
+#include "SignedInputs.h"
 
 #include "crypto/CertificateQueries.h"
 #include "support/TempHome.h"
@@ -14,13 +15,6 @@ using namespace vesk::test;
 using nlohmann::json;
 
 namespace {
-
-// Must run before the first request of the process: the library is bound once.
-void useCadesLibrary(const std::string& path) {
-    const auto folder = tempHome() / ".Vesk" / "editor";
-    std::filesystem::create_directories(folder);
-    std::ofstream(folder / "settings.json") << json{{"cades", path}, {"logLevel", "info"}}.dump();
-}
 
 std::string unbase64(const json& value) { return unb64(value.get<std::string>()); }
 
@@ -84,6 +78,15 @@ TEST(Backend, WithoutTheLibraryOnlyNativeIsOffered) {
     EXPECT_EQ(client.request(kGetList.dump()), R"({"data":null,"error":"tr{Certificate storage is null}"})");
     EXPECT_EQ(Vesk::Crypto::findCertificate("x", Vesk::Crypto::CryptoProvider::CryptoPro),
               R"({"data":null,"error":"tr{Certificate storage is null}"})");
+
+    // The missing verifier of the Native provider is no news: the error list stays empty.
+    const auto signature = makeTempDir() / "a.txt.sig";
+    writeBytes(signature, "signature");
+    const std::string file = b64(signature.string());
+    EXPECT_EQ(client.request(json{{"method", "verify"}, {"args", {{"file", file}}}}.dump()),
+              R"({"data":null,"error":[]})");
+    EXPECT_EQ(client.request(json{{"method", "extract"}, {"args", {{"file", file}, {"provider", "CryptoPRO"}}}}.dump()),
+              R"({"data":null,"error":"tr{Объект извлечения данных пуст!}"})");
 }
 
 TEST(Backend, ALibraryLackingOneNameIsNotUsed) {

@@ -1,0 +1,31 @@
+#pragma once
+// Signed inputs made by independent tools (openssl with the GOST engine, poppler's pdfsig with an
+// NSS database), from the test PKI that the emulator uses as its store.
+
+#include <filesystem>
+#include <string>
+
+namespace vesk::test {
+
+// Points the module at a CAdES library; must run before the first request of the process.
+void useCadesLibrary(const std::string& path);
+
+// A file of the test PKI (the emulator home named by CADES_EMULATOR_HOME).
+std::string pki(const std::string& relative);
+
+// "openssl ARGS" with the PKI's GOST engine configuration; the exit status, output in *output.
+int openssl(const std::string& args, std::string* output = nullptr);
+
+// CMS signature of `in` by a PKI user (e.g. "user_gost256"), DER, attached or detached.
+void opensslSign(const std::filesystem::path& in, const std::filesystem::path& out, const std::string& user,
+                 bool detached);
+
+// A sample PDF with Russian text on `pages` pages.
+void makePdf(const std::filesystem::path& out, int pages = 2);
+
+// Adds a signature by the PKI's RSA user to a PDF with pdfsig, in field `field`.
+void pdfsigSign(const std::filesystem::path& in, const std::filesystem::path& out, const std::string& field);
+
+void writeBytes(const std::filesystem::path& path, const std::string& bytes);
+
+}  // namespace vesk::test

@@ -1,0 +1,209 @@
+// "verify" and "extract" through the module, on inputs signed by openssl and pdfsig, with the
+// CAdES emulator as the module's library.
+
+#include "ModuleClient.h"
+#include "SignedInputs.h"
+
+#include "support/TempHome.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+using namespace vesk::test;
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kIvanov = "0x0123456789ABCDEF01";
+constexpr const char* kPetrova = "0x4512";
+
+class Verify : public ::testing::Test {
+protected:
+    void SetUp() override {
+        useCadesLibrary(CADES_EMULATOR_PATH);
+        dir = makeTempDir("verify");
+        // Extraction writes into the temporary folder; keep it inside the test's own.
+        setenv("TMPDIR", (dir / "tmp").c_str(), 1);
+        fs::create_directories(dir / "tmp");
+    }
+
+    json verify(const fs::path& file) {
+        return client.requestJson({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
+    }
+    json extract(const fs::path& file, bool namedProvider = true) {
+        json args = {{"file", b64(file.string())}};
+        if (namedProvider) args["provider"] = "CryptoPRO";
+        return client.requestJson({{"method", "extract"}, {"args", args}});
+    }
+    fs::path text(const std::string& name, const std::string& content) {
+        writeBytes(dir / name, content);
+        return dir / name;
+    }
+
+    ModuleClient client;
+    fs::path dir;
+};
+
+// Serial and verdict of every signer, in order; the answer must have the envelope's shape.
+std::vector<std::pair<std::string, bool>> signers(const json& answer) {
+    EXPECT_TRUE(answer.contains("data") && answer.contains("error")) << answer.dump();
+    std::vector<std::pair<std::string, bool>> list;
+    if (answer.value("data", json()).is_array())
+        for (const auto& s : answer["data"]) list.emplace_back(s.at("SerialNumber"), s.at("Verifyed"));
+    return list;
+}
+
+using Signers = std::vector<std::pair<std::string, bool>>;
+
+}  // namespace
+
+TEST_F(Verify, SignatureFilesUnderEveryExtension) {
+    for (const std::string ext : {".sgn", ".p7s", ".sig", ".dat"}) {
+        SCOPED_TRACE(ext);
+        // Attached: the signature file alone, its original absent.
+        const fs::path notes = text("notes" + ext + ".txt", "Протокол совещания\n");
+        const fs::path attached = fs::path(notes.string() + ext);
+        opensslSign(notes, attached, "user_gost256", false);
+        fs::remove(notes);
+        EXPECT_EQ(signers(verify(attached)), (Signers{{kIvanov, true}}));
+
+        // Detached, by the 512-bit key: the signature file and its original give the same answer.
+        const fs::path report = text("report" + ext + ".txt", "Отчёт за квартал\n");
+        const fs::path signature = fs::path(report.string() + ext);
+        opensslSign(report, signature, "user_gost512", true);
+        EXPECT_EQ(signers(verify(signature)), (Signers{{kPetrova, true}}));
+        auto answer = verify(report);
+        EXPECT_EQ(signers(answer), (Signers{{kPetrova, true}}));
+        EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
+
+        // One changed byte of the original: the signer stays listed, not verified, with the reason.
+        writeBytes(report, "Отчёт за квартаЛ\n");
+        answer = verify(signature);
+        EXPECT_EQ(signers(answer), (Signers{{kPetrova, false}}));
+        EXPECT_EQ(answer["error"], json::array({"Сообщение содержит неверную подпись."}));
+    }
+}
+
+TEST_F(Verify, SgnWinsOverTheOtherExtensions) {
+    const fs::path original = text("a.txt", "content");
+    const fs::path other = text("other.txt", "other content");
+    opensslSign(original, dir / "a.txt.sgn", "user_gost256", true);
+    opensslSign(other, dir / "a.txt.sig", "user_gost512", true);  // signs something else
+    EXPECT_EQ(signers(verify(original)), (Signers{{kIvanov, true}}));
+
+    // The other way round the .sgn is the one that fails.
+    opensslSign(other, dir / "a.txt.sgn", "user_gost256", true);
+    opensslSign(original, dir / "a.txt.sig", "user_gost512", true);
+    EXPECT_EQ(signers(verify(original)), (Signers{{kIvanov, false}}));
+}
+
+TEST_F(Verify, PdfSignedTwiceByPdfsig) {
+    makePdf(dir / "plain.pdf");
+    pdfsigSign(dir / "plain.pdf", dir / "once.pdf", "Первая");
+    pdfsigSign(dir / "once.pdf", dir / "twice.pdf", "Вторая");
+    auto answer = verify(dir / "twice.pdf");
+    EXPECT_EQ(signers(answer), (Signers{{"0x5001", true}, {"0x5001", true}}));
+    EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
+
+    // A changed byte inside the first revision breaks both signatures, which both cover it.
+    std::string bytes = readFile(dir / "twice.pdf");
+    const auto at = bytes.find("/Producer");
+    ASSERT_NE(at, std::string::npos);
+    bytes[at + 1] = 'p';
+    writeBytes(dir / "broken.pdf", bytes);
+    EXPECT_EQ(signers(verify(dir / "broken.pdf")), (Signers{{"0x5001", false}, {"0x5001", false}}));
+
+    EXPECT_EQ(client.request(json{{"method", "verify"}, {"args", {{"file", b64((dir / "plain.pdf").string())}}}}.dump()),
+              R"({"data":null,"error":["tr{This PDF file does not contain a signature.}"]})");
+}
+
+TEST_F(Verify, FilesWithoutAUsableSignature) {
+    // A PDF wrapped whole in an attached signature message; its content comes back by "extract".
+    makePdf(dir / "contract.pdf");
+    opensslSign(dir / "contract.pdf", dir / "wrapped.pdf", "user_gost256", false);
+    EXPECT_EQ(signers(verify(dir / "wrapped.pdf")), (Signers{{kIvanov, true}}));
+    auto answer = extract(dir / "wrapped.pdf");
+    ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
+    EXPECT_EQ(unb64(answer["data"]), (dir / "tmp" / "wrapped").string());
+    EXPECT_EQ(readFile(dir / "tmp" / "wrapped"), readFile(dir / "contract.pdf"));
+
+    // A plain text is taken for an attached signature, which the library cannot decode.
+    answer = verify(text("plain.txt", "no signature here"));
+    EXPECT_TRUE(answer["data"].is_null());
+    ASSERT_EQ(answer["error"].size(), 1u) << answer.dump();
+
+    const fs::path missing = dir / "missing.txt";
+    EXPECT_EQ(verify(missing),
+              json::parse(R"({"data":null,"error":["Error load file: )" + missing.string() + R"( is empty or not exists"]})"));
+    answer = verify(text("empty.sig", ""));
+    EXPECT_TRUE(answer["data"].is_null());
+    EXPECT_EQ(answer["error"].size(), 1u) << answer.dump();
+    EXPECT_EQ(client.request(R"({"method":"verify","args":{}})"), R"({"data":null,"error":["tr{Nothing for do.}"]})");
+}
+
+TEST_F(Verify, ExtractWritesTheContentToTheTemporaryFolder) {
+    const std::string content = "%PDF-1.4 отчёт\n";
+    const fs::path original = text("report.pdf", content);
+    opensslSign(original, dir / "report.pdf.sig", "user_gost256", false);
+    fs::remove(original);
+
+    auto answer = extract(dir / "report.pdf.sig");
+    ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
+    EXPECT_EQ(unb64(answer["data"]), (dir / "tmp" / "report.pdf").string());
+    EXPECT_EQ(readFile(dir / "tmp" / "report.pdf"), content);
+
+    EXPECT_EQ(extract(text("notes.txt", "x")),
+              json::parse(R"({"data":null,"error":"tr{Расширение файла не соответствует подписи!}"})"));
+    // Without a named provider there is no extractor.
+    EXPECT_EQ(extract(dir / "report.pdf.sig", false),
+              json::parse(R"({"data":null,"error":"tr{Объект извлечения данных пуст!}"})"));
+    EXPECT_EQ(extract(dir / "absent.sig"), json::parse(R"({"data":null,"error":"tr{Не удалось прочитать файл}"})"));
+    opensslSign(text("d.txt", "detached"), dir / "d.txt.p7s", "user_gost256", true);
+    EXPECT_EQ(extract(dir / "d.txt.p7s"), json::parse(R"({"data":null,"error":"tr{Извлеченные данные пусты!}"})"));
+}
+
+TEST_F(Verify, InlineDataAndSignature) {
+    const std::string content = "Платёжное поручение № 7";
+    const fs::path original = text("p.txt", content);
+    opensslSign(original, dir / "attached.p7s", "user_gost256", false);
+    opensslSign(original, dir / "detached.p7s", "user_gost256", true);
+    auto inlineVerify = [&](const std::string& document, const fs::path& signature, bool attached) {
+        return client.requestJson({{"method", "verify"},
+                                   {"args",
+                                    {{"document", b64(document)},
+                                     {"signature", b64(readFile(signature))},
+                                     {"attached", attached}}}});
+    };
+
+    auto answer = inlineVerify("", dir / "attached.p7s", true);
+    EXPECT_EQ(signers(answer), (Signers{{kIvanov, true}}));
+    // The chain runs from the signer's certificate to the root.
+    ASSERT_EQ(answer["chain"].size(), 3u) << answer.dump();
+    EXPECT_EQ(answer["chain"][0]["SerialNumber"], kIvanov);
+    EXPECT_NE(unb64(answer["chain"][2]["Subject"]).find("Тестовый корневой УЦ ГОСТ"), std::string::npos);
+
+    EXPECT_EQ(signers(inlineVerify(content, dir / "detached.p7s", false)), (Signers{{kIvanov, true}}));
+    answer = inlineVerify(content + ".", dir / "detached.p7s", false);
+    EXPECT_EQ(signers(answer), (Signers{{kIvanov, false}}));
+    EXPECT_EQ(answer["error"].size(), 1u);
+}
+
+// Inputs cut at many offsets: every answer is an envelope, and nothing crashes.
+TEST_F(Verify, TruncatedInputsGetAnAnswer) {
+    makePdf(dir / "plain.pdf", 1);
+    pdfsigSign(dir / "plain.pdf", dir / "signed.pdf", "Подпись");
+    opensslSign(dir / "plain.pdf", dir / "plain.pdf.p7s", "user_gost256", false);
+    for (const fs::path& source : {dir / "signed.pdf", dir / "plain.pdf.p7s"}) {
+        const std::string bytes = readFile(source);
+        for (size_t cut = 0; cut < bytes.size(); cut += bytes.size() / 37 + 1) {
+            const fs::path piece = dir / ("cut" + source.extension().string());
+            writeBytes(piece, bytes.substr(0, cut));
+            const json answer = verify(piece);
+            ASSERT_TRUE(answer.contains("data") && answer.contains("error")) << cut;
+            EXPECT_FALSE(answer["error"].is_null() && signers(answer).empty()) << cut << answer.dump();
+            extract(piece);
+        }
+    }
+}
