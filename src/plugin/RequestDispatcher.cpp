@@ -26,7 +26,7 @@ void parseCryptoProInstalled(const json&, std::string& result) {
     result = makeAnswer(fstools::cryptoproIsInstalled(), nullptr);
 }
 
-constexpr std::array<MethodRow, 11> kMethods = {{
+constexpr std::array<MethodRow, 12> kMethods = {{
     {"get_list", &parseGetList},
     {"get_providers", &parseGetProviders},
     {"log", &parseLog},
@@ -37,6 +37,7 @@ constexpr std::array<MethodRow, 11> kMethods = {{
     {"save_file", &parseSaveFileFromBase64},
     {"exists", &parseFileExists},
     {"verify", &parseVerifyRequest},
+    {"sign", &parseSignRequest},
     {"extract", &parseExtractRequest},
 }};
 

@@ -7,8 +7,14 @@
 #include "common/Logging.h"
 #include "crypto/CertificateQueries.h"
 #include "crypto/CryptoProviderFactory.h"
+#include "crypto/SignOperations.h"
 #include "crypto/VerifyOperations.h"
 #include "model/Enums.h"
+#include "model/SignOptions.h"
+
+#include <boost/regex.hpp>
+
+#include <chrono>
 
 namespace Vesk::Crypto {
 namespace {
@@ -146,6 +152,50 @@ void parseExtractRequest(const json& request, std::string& result) {
         result = extractData(getPathFromBase64(args.at("file").get<std::string>()), provider);
     } catch (const std::exception&) {
         VLOG_ERROR << "parseExtractRequest internal unhandled error";
+    }
+}
+
+namespace {
+
+// "<sign_date: TEXT>" inside a stamp line stands for the signing date that the host wrote as TEXT:
+// the marker goes, the text stays in place.
+void addSignTime(WatermarkOptions::WatermarkStrings& line, const InternalSignOptions& /*internal*/) {
+    static const boost::regex marker(R"((.*)<\s*sign_date\s*:(.*)>(.*))");
+    boost::smatch match;
+    if (boost::regex_match(line.text, match, marker)) line.text = match.str(1) + match.str(2) + match.str(3);
+}
+
+}  // namespace
+
+void parseSignRequest(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseSignRequest";
+    try {
+        const json args = request.at("args");
+        if (!checkJsonParametersExists(args, "sign_info")) {
+            result = makeErrorAnswer("tr{Request without sign_info}");
+            return;
+        }
+        SignOptions options = args.get<SignOptions>();
+        InternalSignOptions internal;
+        internal.sign_time = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+        for (auto& line : options.watermark.strings) {
+            try {
+                addSignTime(line, internal);
+            } catch (const std::exception&) {
+                VLOG_ERROR << "Catch on AddSignTime";
+            }
+        }
+        if (!options.document.empty()) {
+            result = signData(options, internal, options.document);
+        } else if (options.cosign) {
+            result = cosignFile(options, internal);
+        } else {
+            result = signFile(options, internal);
+        }
+    } catch (const json::exception&) {
+        throw;  // the dispatcher answers type errors of the request with the library's text
+    } catch (const std::exception&) {
+        VLOG_ERROR << "parseSignRequest internal unhandled error";
     }
 }
 

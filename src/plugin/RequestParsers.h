@@ -21,5 +21,6 @@ void parseSaveFileFromBase64(const json& request, std::string& result);
 void parseFileExists(const json& request, std::string& result);
 void parseVerifyRequest(const json& request, std::string& result);
 void parseExtractRequest(const json& request, std::string& result);
+void parseSignRequest(const json& request, std::string& result);
 
 }  // namespace Vesk::Crypto
