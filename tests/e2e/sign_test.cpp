@@ -1,0 +1,200 @@
+// "sign" through the module with the CAdES emulator; the results are judged by openssl, qpdf and
+// poppler, not by the module itself.
+
+#include "ModuleClient.h"
+#include "SignedInputs.h"
+
+#include "support/Process.h"
+#include "support/TempHome.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <sys/stat.h>
+
+using namespace vesk::test;
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kIvanov = "0x0123456789ABCDEF01";
+constexpr const char* kPetrova = "0x4512";
+
+std::string q(const fs::path& path) { return shellQuote(path.string()); }
+
+class Sign : public ::testing::Test {
+protected:
+    void SetUp() override {
+        useCadesLibrary(CADES_EMULATOR_PATH);
+        dir = makeTempDir("sign");
+    }
+
+    json sign(const fs::path& file, const fs::path& output, const std::string& attachType,
+              const std::string& serial = kIvanov, json extra = json::object()) {
+        json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(serial)}};
+        info.update(extra);
+        return client.requestJson({{"method", "sign"},
+                                   {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())},
+                                             {"sign_info", info}}}});
+    }
+    fs::path text(const std::string& name, const std::string& content) {
+        writeBytes(dir / name, content);
+        return dir / name;
+    }
+    // openssl's verdict, trusting the test PKI; the content lands in `out`.
+    bool opensslVerifies(const fs::path& signature, const std::string& content = "", const fs::path& out = "/dev/null") {
+        std::string output;
+        const int status = openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " +
+                                       q(pki("pem/trusted.pem")) + " -out " + q(out) +
+                                       (content.empty() ? "" : " -content " + q(content)),
+                                   &output);
+        EXPECT_EQ(status, 0) << output;
+        return status == 0;
+    }
+
+    ModuleClient client;
+    fs::path dir;
+};
+
+std::string answeredPath(const json& answer) {
+    EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
+    return answer["data"].is_string() ? unb64(answer["data"]) : std::string();
+}
+
+}  // namespace
+
+TEST_F(Sign, SignatureFilesPassOpenssl) {
+    for (const std::string serial : {kIvanov, kPetrova}) {
+        SCOPED_TRACE(serial);
+        const std::string content = "Акт сверки " + serial + "\n";
+        // Detached with the output equal to the input: the signature goes to the input's name + ".sgn".
+        const fs::path original = text("act.txt", content);
+        EXPECT_EQ(answeredPath(sign(original, original, "Detached", serial)), original.string() + ".sgn");
+        EXPECT_TRUE(opensslVerifies(original.string() + ".sgn", original.string()));
+        EXPECT_EQ(readFile(original), content);
+
+        // Attached into another folder: the content travels inside, the unsigned input is dropped.
+        const fs::path out = makeTempDir("out") / "act.txt.sig";
+        EXPECT_EQ(answeredPath(sign(original, out, "Attached", serial)), out.string());
+        EXPECT_TRUE(opensslVerifies(out, "", dir / "extracted"));
+        EXPECT_EQ(readFile(dir / "extracted"), content);
+        EXPECT_FALSE(fs::exists(original));
+
+        // Co-signing the attached signature keeps the first signer and adds the second.
+        const fs::path cosigned = out.parent_path() / "act.txt.p7s";
+        const json answer = client.requestJson(
+            {{"method", "sign"},
+             {"args",
+              {{"file", b64(out.string())}, {"output_file", b64(cosigned.string())},
+               {"sign_info", {{"provider", "CryptoPRO"}, {"cosign", true}, {"search_string", b64("0x5001")}}}}}});
+        EXPECT_EQ(answeredPath(answer), cosigned.string());
+        EXPECT_TRUE(opensslVerifies(cosigned));
+        const json verified = client.requestJson({{"method", "verify"}, {"args", {{"file", b64(cosigned.string())}}}});
+        ASSERT_EQ(verified["data"].size(), 2u) << verified.dump();
+        EXPECT_EQ(verified["data"][1]["SerialNumber"], "0x5001");
+    }
+
+    // Inline data: signed and answered in base64, nothing written.
+    const json answer = client.requestJson(
+        {{"method", "sign"},
+         {"args", {{"document", b64("строка")}, {"sign_info", {{"provider", "CryptoPRO"}, {"search_string", b64(kIvanov)}}}}}});
+    ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
+    writeBytes(dir / "inline.p7s", unb64(answer["data"]));
+    EXPECT_TRUE(opensslVerifies(dir / "inline.p7s"));
+}
+
+TEST_F(Sign, RefusalsLeaveTheInputIntact) {
+    const fs::path original = text("doc.txt", "content");
+    opensslSign(original, dir / "doc.txt.sig", "user_gost256", true);
+    const auto refused = [&](const json& answer, const std::string& message) {
+        EXPECT_EQ(answer, json::parse(R"({"data":null,"error":")" + message + R"("})"));
+        EXPECT_EQ(readFile(original), "content");
+    };
+    refused(sign(original, dir / "other" / "doc.bin", "Attached"), "tr{У файла существует открепленная подпись!}");
+
+    // An attached signature beside as well: mixed.
+    opensslSign(original, dir / "doc.txt.sgn", "user_gost256", false);
+    refused(sign(dir / "doc.txt.sgn", dir / "out.sig", "Attached"),
+            "tr{У входного файла существуют прикрепленная и открепленная подписи одновременно!}");
+
+    makePdf(dir / "plain.pdf");
+    const std::string pdf = readFile(dir / "plain.pdf");
+    refused(sign(dir / "plain.pdf", dir / "plain.pdf", "Другое"), "tr{Формат для создания подписи не определен!}");
+    EXPECT_EQ(readFile(dir / "plain.pdf"), pdf);
+
+    // A folder that cannot be written.
+    const fs::path locked = makeTempDir("locked");
+    ::chmod(locked.c_str(), 0500);
+    EXPECT_EQ(sign(original, locked / "doc.txt.sgn", "Detached"),
+              json::parse(R"({"data":null,"error":["Не удалось сохранить файл"]})"));
+    ::chmod(locked.c_str(), 0700);
+    EXPECT_TRUE(fs::is_empty(locked));
+
+    EXPECT_EQ(sign(dir / "missing.txt", dir / "missing.txt.sgn", "Detached"),
+              json::parse(R"({"data":null,"error":["Не удалось прочитать файл"]})"));
+    EXPECT_EQ(client.request(R"({"method":"sign","args":{}})"),
+              R"({"data":null,"error":["tr{Request without sign_info}"]})");
+}
+
+TEST_F(Sign, PadesSignaturesCheckedByQpdfPdfsigAndOpenssl) {
+    makePdf(dir / "contract.pdf", 3);
+    const std::string first = readFile(dir / "contract.pdf");
+    ASSERT_EQ(answeredPath(sign(dir / "contract.pdf", dir / "signed.pdf", "PAdES")), (dir / "signed.pdf").string());
+    // Co-signed by a second user into a third revision.
+    const json cosign = {{"cosign", true}};
+    ASSERT_EQ(answeredPath(sign(dir / "signed.pdf", dir / "cosigned.pdf", "PAdES", kPetrova, cosign)),
+              (dir / "cosigned.pdf").string());
+
+    const std::string signedPdf = readFile(dir / "signed.pdf");
+    const std::string cosigned = readFile(dir / "cosigned.pdf");
+    EXPECT_EQ(signedPdf.compare(0, first.size(), first), 0) << "the first revision changed";
+    EXPECT_EQ(cosigned.compare(0, signedPdf.size(), signedPdf), 0) << "the signed revision changed";
+    EXPECT_EQ(runCommand("qpdf --check " + q(dir / "cosigned.pdf") + " >/dev/null 2>&1").exitCode, 0);
+
+    const std::string listing = runCommand("pdfsig " + q(dir / "cosigned.pdf") + " 2>&1").output;
+    EXPECT_NE(listing.find("Signature Field Name: Sign_0x0123456789ABCDEF01"), std::string::npos) << listing;
+    EXPECT_NE(listing.find("Signature Field Name: Sign_0x4512"), std::string::npos) << listing;
+
+    // Every ByteRange covers the file up to its revision's end except the Contents hole, and the
+    // signature in the hole verifies over those ranges.
+    const std::regex byteRange(R"(/ByteRange\s*\[\s*(\d+)\s+(\d+)\s+(\d+)\s+(\d+)\s*\])");
+    int signatures = 0;
+    for (std::sregex_iterator it(cosigned.begin(), cosigned.end(), byteRange), end; it != end; ++it, ++signatures) {
+        const size_t a = std::stoul((*it)[1]), b = std::stoul((*it)[2]), c = std::stoul((*it)[3]), d = std::stoul((*it)[4]);
+        EXPECT_EQ(a, 0u);
+        EXPECT_EQ(cosigned[b], '<');
+        EXPECT_EQ(cosigned[c - 1], '>');
+        EXPECT_TRUE(c + d == signedPdf.size() || c + d == cosigned.size()) << c + d;
+        writeBytes(dir / "ranges.bin", cosigned.substr(a, b) + cosigned.substr(c, d));
+        std::string hex = cosigned.substr(b + 1, c - b - 2);
+        std::string der;
+        for (size_t i = 0; i + 1 < hex.size(); i += 2) der += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+        writeBytes(dir / "hole.der", der);
+        EXPECT_TRUE(opensslVerifies(dir / "hole.der", (dir / "ranges.bin").string()));
+    }
+    EXPECT_EQ(signatures, 2);
+
+    const json verified = client.requestJson({{"method", "verify"}, {"args", {{"file", b64((dir / "cosigned.pdf").string())}}}});
+    ASSERT_EQ(verified["data"].size(), 2u) << verified.dump();
+    EXPECT_EQ(verified["data"][0]["SerialNumber"], kIvanov);
+    EXPECT_EQ(verified["data"][1]["SerialNumber"], kPetrova);
+    EXPECT_TRUE(verified["data"][0]["Verifyed"] && verified["data"][1]["Verifyed"]);
+}
+
+// A PDF signed into a detached signature file gets its stamp first; the stamped PDF is the
+// original that lies beside the signature, and nothing of the user's content is lost.
+TEST_F(Sign, StampedPdfBesideItsDetachedSignature) {
+    makePdf(dir / "report.pdf");
+    const json stamp = {{"watermark", {{"strings", {{{"text", "Подписано: <sign_date: 21.11.2026>"}}}}, {"page", -2}}}};
+    EXPECT_EQ(answeredPath(sign(dir / "report.pdf", dir / "report.pdf", "Detached", kIvanov, stamp)),
+              (dir / "report.pdf.sgn").string());
+    EXPECT_TRUE(opensslVerifies(dir / "report.pdf.sgn", (dir / "report.pdf").string()));
+    const std::string text = runCommand("pdftotext " + q(dir / "report.pdf") + " - 2>/dev/null").output;
+    EXPECT_NE(text.find("Подписано: 21.11.2026"), std::string::npos) << text;
+    EXPECT_NE(text.find("Договор"), std::string::npos) << text;
+    // No working copy is left behind.
+    int files = 0;
+    for ([[maybe_unused]] const auto& entry : fs::directory_iterator(dir)) ++files;
+    EXPECT_EQ(files, 2);
+}
