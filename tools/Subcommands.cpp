@@ -4,6 +4,7 @@
 
 #include "common/Base64.h"
 
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
