@@ -82,17 +82,18 @@ TEST_F(Sign, SignatureFilesPassOpenssl) {
         EXPECT_FALSE(fs::exists(original));
 
         // Co-signing the attached signature keeps the first signer and adds the second.
+        const std::string other = serial == kIvanov ? kPetrova : kIvanov;
         const fs::path cosigned = out.parent_path() / "act.txt.p7s";
         const json answer = client.requestJson(
             {{"method", "sign"},
              {"args",
               {{"file", b64(out.string())}, {"output_file", b64(cosigned.string())},
-               {"sign_info", {{"provider", "CryptoPRO"}, {"cosign", true}, {"search_string", b64("0x5001")}}}}}});
+               {"sign_info", {{"provider", "CryptoPRO"}, {"cosign", true}, {"search_string", b64(other)}}}}}});
         EXPECT_EQ(answeredPath(answer), cosigned.string());
         EXPECT_TRUE(opensslVerifies(cosigned));
         const json verified = client.requestJson({{"method", "verify"}, {"args", {{"file", b64(cosigned.string())}}}});
         ASSERT_EQ(verified["data"].size(), 2u) << verified.dump();
-        EXPECT_EQ(verified["data"][1]["SerialNumber"], "0x5001");
+        EXPECT_EQ(verified["data"][1]["SerialNumber"], other);
     }
 
     // Inline data: signed and answered in base64, nothing written.
