@@ -1,0 +1,113 @@
+#include "document/PdfFonts.h"
+
+#include "common/Logging.h"
+
+#include <fontconfig/fontconfig.h>
+
+#include <cctype>
+#include <memory>
+#include <mutex>
+
+namespace Vesk::Crypto {
+namespace {
+
+struct PatternDeleter {
+    void operator()(FcPattern* pattern) const { FcPatternDestroy(pattern); }
+};
+using PatternPtr = std::unique_ptr<FcPattern, PatternDeleter>;
+
+// Family names compare as fontconfig compares them: ignoring case and blanks.
+std::string familyKey(const FcChar8* family) {
+    std::string key;
+    for (const FcChar8* c = family; *c != 0; ++c) {
+        if (*c != ' ') key.push_back(static_cast<char>(std::tolower(*c)));
+    }
+    return key;
+}
+
+// One fontconfig set-up for the process, loading the font list is slow. PoDoFo keeps its own
+// lock private, so the lookups here are serialised by this module's own.
+PoDoFo::PdfFontConfigWrapper& fontConfig() {
+    static PoDoFo::PdfFontConfigWrapper wrapper;
+    return wrapper;
+}
+
+std::mutex& fontConfigMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+// fontconfig always answers with some face, at worst its default. The answer counts only when its
+// family is the asked-for one or one the configuration binds strongly to it, as the metric
+// aliases bind "Liberation Mono" to "Courier New".
+bool familyIsKnown(FcPattern* request, FcPattern* match) {
+    FcValue family;
+    for (int i = 0; FcPatternGet(match, FC_FAMILY, i, &family) == FcResultMatch; ++i) {
+        if (family.type != FcTypeString) continue;
+        FcValue wanted;
+        FcValueBinding binding;
+        for (int j = 0; FcPatternGetWithBinding(request, FC_FAMILY, j, &wanted, &binding) == FcResultMatch; ++j) {
+            if (binding == FcValueBindingWeak || wanted.type != FcTypeString) continue;
+            if (familyKey(family.u.s) == familyKey(wanted.u.s)) return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+// PoDoFo's own lookup (PdfFontCache::GetFontConfigFontPath) skips the configuration's alias
+// rules and answers an unrelated face for "Courier New"; the lookup is therefore done here,
+// on the configuration of PoDoFo's fontconfig wrapper.
+std::string findFontFile(const std::string& name, bool bold, bool italic) {
+    const std::lock_guard<std::mutex> lock(fontConfigMutex());
+    auto* config = static_cast<FcConfig*>(fontConfig().GetFontConfig());
+    if (config == nullptr) return {};
+
+    PatternPtr request(FcPatternBuild(nullptr, FC_FAMILY, FcTypeString, reinterpret_cast<const FcChar8*>(name.c_str()),
+                                      FC_WEIGHT, FcTypeInteger, bold ? FC_WEIGHT_BOLD : FC_WEIGHT_REGULAR, FC_SLANT,
+                                      FcTypeInteger, italic ? FC_SLANT_ITALIC : FC_SLANT_ROMAN, nullptr));
+    if (!request || !FcConfigSubstitute(config, request.get(), FcMatchPattern)) return {};
+    FcDefaultSubstitute(request.get());
+    FcResult result = FcResultNoMatch;
+    PatternPtr match(FcFontMatch(config, request.get(), &result));
+    if (!match || result != FcResultMatch || !familyIsKnown(request.get(), match.get())) return {};
+
+    // PoDoFo subsets TrueType files only.
+    FcChar8* format = nullptr;
+    FcChar8* file = nullptr;
+    if (FcPatternGetString(match.get(), FC_FONTFORMAT, 0, &format) != FcResultMatch ||
+        FcStrCmp(format, reinterpret_cast<const FcChar8*>("TrueType")) != 0)
+        return {};
+    if (FcPatternGetString(match.get(), FC_FILE, 0, &file) != FcResultMatch) return {};
+    return reinterpret_cast<const char*>(file);
+}
+
+PoDoFo::PdfFont* createFallbackFont(PoDoFo::PdfMemDocument& document, const PoDoFo::PdfEncoding* encoding) {
+    VLOG_VERBOSE << "[F] createFallbackFont";
+    const std::string file = findFontFile(kFallbackFontName, false, false);
+    return document.CreateFontSubset(kFallbackFontName, false, false, false, encoding,
+                                     file.empty() ? nullptr : file.c_str());
+}
+
+PoDoFo::PdfFont* createFont(PoDoFo::PdfMemDocument& document, const std::string& name, bool bold, bool italic,
+                            const PoDoFo::PdfEncoding* encoding) {
+    VLOG_VERBOSE << "[F] createFont " << name << " bold: " << bold << " italic: " << italic;
+    try {
+        PoDoFo::PdfFont* font = nullptr;
+        const std::string file = findFontFile(name, bold, italic);
+        if (!file.empty()) font = document.CreateFontSubset(name.c_str(), bold, italic, false, encoding, file.c_str());
+        if (font == nullptr) {
+            VLOG_WARNING << "Create font: " << name << " failed, using default font Courier";
+            font = createFallbackFont(document, PoDoFo::PdfEncodingFactory::GlobalWinAnsiEncodingInstance());
+        }
+        return font;
+    } catch (const PoDoFo::PdfError& error) {
+        VLOG_ERROR << "Font create failed: " << error.what();
+    } catch (...) {
+        VLOG_ERROR << "Unknown error in create font function.";
+    }
+    return nullptr;
+}
+
+}  // namespace Vesk::Crypto
