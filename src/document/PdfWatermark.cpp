@@ -1,0 +1,228 @@
+#include "document/PdfWatermark.h"
+
+#include "common/Logging.h"
+#include "document/PdfFonts.h"
+#include "document/PdfSignatureFields.h"
+#include "document/Win1251Encoding.h"
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Vesk::Crypto {
+namespace {
+
+using namespace PoDoFo;
+
+// The box used for a corner the request leaves out (-1), in percent of the page, y measured
+// from the top: the lower left of the page, 5 % in from the left edge, 85 % down, 45 % of the
+// page wide. A given corner is kept; only the missing ones take these values.
+constexpr float kDefaultX = 5.0f;
+constexpr float kDefaultY = 85.0f;
+constexpr float kDefaultWidth = 45.0f;
+constexpr float kDefaultHeight = 10.0f;
+
+struct Box {
+    float x, y, x2, y2;  // percent of the page
+};
+
+Box boxOf(const WatermarkOptions& watermark) {
+    Box box{watermark.x, watermark.y, watermark.x2, watermark.y2};
+    if (box.x < 0) box.x = kDefaultX;
+    if (box.y < 0) box.y = kDefaultY;
+    if (box.x2 < 0) box.x2 = std::min(100.0f, box.x + kDefaultWidth);
+    if (box.y2 < 0) box.y2 = std::min(100.0f, box.y + kDefaultHeight);
+    return box;
+}
+
+// One line of the stamp, ready to draw. The font may be shared with other lines at another size,
+// so the size travels with the line.
+struct PreparedLine {
+    PdfString text;
+    PdfFont* font = nullptr;
+    float size = 0;
+    PdfColor color;
+    EPdfAlignment alignment = ePdfAlignment_Left;
+    double width = 0;
+    double height = 0;
+    double spacing = 0;
+    bool tooWide = false;
+};
+
+EPdfAlignment alignmentOf(PdfTextAlignment alignment) {
+    switch (alignment) {
+    case PdfTextAlignment::Center:
+        return ePdfAlignment_Center;
+    case PdfTextAlignment::Right:
+        return ePdfAlignment_Right;
+    default:
+        return ePdfAlignment_Left;
+    }
+}
+
+void measure(PreparedLine& line, double boxWidth) {
+    line.font->SetFontSize(line.size);
+    const PdfFontMetrics* metrics = line.font->GetFontMetrics();
+    line.width = line.text.IsUnicode() ? metrics->StringWidth(line.text.GetUnicode(), line.text.GetUnicodeLength())
+                                       : metrics->StringWidth(line.text.GetString(), line.text.GetLength());
+    line.height = metrics->GetLineSpacing();
+    line.tooWide = line.width > boxWidth;
+}
+
+// True when every character of the text has a code in the one-byte encoding. Both sides are
+// compared as PoDoFo gives them: big-endian UTF-16 units.
+bool encodes(const PdfEncoding* encoding, const PdfString& text) {
+    std::set<pdf_utf16be> codes;
+    for (int i = encoding->GetFirstChar(); i <= encoding->GetLastChar(); ++i) codes.insert(encoding->GetCharCode(i));
+    const PdfString unicode = text.ToUnicode();
+    const pdf_utf16be* chars = unicode.GetUnicode();
+    for (pdf_long i = 0; i < unicode.GetUnicodeLength(); ++i) {
+        if (codes.count(chars[i]) == 0) return false;
+    }
+    return true;
+}
+
+// The font of one line. The fallback font speaks WinAnsi, which has no Cyrillic; a line that
+// needs it gets the fallback font with the Windows-1251 encoding instead.
+PdfFont* fontFor(PdfMemDocument& document, const WatermarkOptions::WatermarkStrings& source, const PdfString& text) {
+    PdfFont* font = createFont(document, source.font, source.bold, source.italic,
+                               PdfEncodingFactory::GlobalIdentityEncodingInstance());
+    if (font == nullptr || !font->GetEncoding()->IsSingleByteEncoding()) return font;
+    if (encodes(font->GetEncoding(), text) || !encodes(Win1251Encoding::instance(), text)) return font;
+    VLOG_DEBUG << "Fallback font with the Windows-1251 encoding for '" << source.text << "'";
+    PdfFont* cyrillic = createFallbackFont(document, Win1251Encoding::instance());
+    return cyrillic != nullptr ? cyrillic : font;
+}
+
+// Finishes the painter's page on every way out, so that the painter never dies with a page open.
+class PageGuard {
+public:
+    PageGuard(PdfPainter& painter, PdfPage* page) : painter_(painter) { painter_.SetPage(page); }
+    ~PageGuard() {
+        if (painter_.GetPage() == nullptr) return;
+        try {
+            painter_.FinishPage();
+        } catch (...) {
+        }
+    }
+    PageGuard(const PageGuard&) = delete;
+    PageGuard& operator=(const PageGuard&) = delete;
+
+private:
+    PdfPainter& painter_;
+};
+
+}  // namespace
+
+bool watermarkRequested(const SignOptions& options) { return !options.watermark.strings.empty(); }
+
+void drawWatermark(PdfPage* page, PdfMemDocument& document, PdfSignOutputDevice* device, const SignOptions& options) {
+    VLOG_VERBOSE << "drawWatermark";
+    if (page == nullptr) PODOFO_RAISE_ERROR(ePdfError_InvalidHandle);
+    const WatermarkOptions& watermark = options.watermark;
+
+    // The box; the percentages measure y from the top of the page, PDF's y grows upwards.
+    const PdfRect pageSize = page->GetPageSize();
+    const double w = pageSize.GetWidth();
+    const double h = pageSize.GetHeight();
+    const Box box = boxOf(watermark);
+    const double left = box.x / 100.0 * w;
+    double top = (100.0 - box.y) / 100.0 * h;
+    const double right = box.x2 / 100.0 * w;
+    const double bottom = (100.0 - box.y2) / 100.0 * h;
+    const double boxWidth = right - left;
+    VLOG_VERBOSE << "Page: w: " << w << " h: " << h;
+    VLOG_VERBOSE << "Watermark pos: x1: " << box.x << " y1: " << box.y << " x2: " << box.x2 << " y2: " << box.y2;
+    VLOG_VERBOSE << "Real Watermark pos: x1: " << left << " y1: " << top << " x2: " << right << " y2: " << bottom;
+
+    PdfPainter painter;
+    PageGuard guard(painter, page);
+
+    std::vector<PreparedLine> lines;
+    double widest = 0;
+    double totalHeight = 0;
+    for (const auto& source : watermark.strings) {
+        const PdfString text = pdfText(source.text);
+        PdfFont* font = fontFor(document, source, text);
+        if (font == nullptr) {
+            VLOG_ERROR << "drawWatermark: error create font '" << source.font << "' bold:" << source.bold
+                       << " italic: " << source.italic;
+            continue;
+        }
+        PreparedLine line;
+        line.text = text;
+        line.font = font;
+        line.size = source.font_size;
+        line.color = PdfColor::FromString(source.font_color.c_str());
+        line.alignment = alignmentOf(source.alignment);
+        line.spacing = source.line_spacing;
+        measure(line, boxWidth);
+        widest = std::max(widest, line.width);
+        totalHeight += line.height + line.spacing;
+        lines.push_back(line);
+    }
+
+    // Lines wider than the box are broken at the box width, unless the request keeps them whole.
+    if (widest > boxWidth && watermark.split_long_strings) {
+        std::vector<PreparedLine> split;
+        widest = 0;
+        totalHeight = 0;
+        for (const auto& line : lines) {
+            if (!line.tooWide) {
+                split.push_back(line);
+                totalHeight += line.height + line.spacing;
+                continue;
+            }
+            line.font->SetFontSize(line.size);
+            painter.SetFont(line.font);
+            for (const PdfString& piece : painter.GetMultiLineTextAsLines(boxWidth, line.text, true)) {
+                PreparedLine part = line;
+                part.text = piece;
+                measure(part, boxWidth);
+                totalHeight += part.height + part.spacing;
+                widest = std::max(widest, part.width);
+                split.push_back(part);
+            }
+        }
+        lines = std::move(split);
+    }
+
+    // Text that does not fit above the page's bottom moves up by the overflow and a little more.
+    const double room = top - totalHeight;
+    if (room < 0) top += h * 0.005 + watermark.padding + watermark.stroke_width + std::fabs(room);
+
+    double y = top;
+    for (const auto& line : lines) {
+        painter.SetColor(line.color);
+        painter.SetStrokingColor(line.color);
+        line.font->SetFontSize(line.size);
+        painter.SetFont(line.font);
+        y -= line.height + line.spacing;
+        VLOG_VERBOSE << "Line: x: " << left << " y: " << y;
+        painter.DrawTextAligned(left, y, widest, line.text, line.alignment);
+    }
+
+    // The frame hugs the text: the widest line, not the box, sets its right edge.
+    const double sw = watermark.stroke_width;
+    const double p = watermark.padding;
+    painter.SetStrokeWidth(sw);
+    const double frameLeft = left - (sw + p);
+    const double frameRight = left + widest + sw + p;
+    const double frameTop = top + p + sw;
+    const double frameBottom = y - (sw + p);
+    painter.DrawLine(frameLeft, frameTop, frameRight, frameTop);
+    painter.DrawLine(frameRight, frameTop, frameRight, frameBottom);
+    painter.DrawLine(frameRight, frameBottom, frameLeft, frameBottom);
+    painter.DrawLine(frameLeft, frameBottom, frameLeft, frameTop);
+    painter.FinishPage();
+
+    if (device == nullptr) return;
+    // A clickable stamp is the field's widget; the rectangle is given from its top edge down.
+    PdfRect rect(0, 0, 0, 0);
+    if (watermark.clickable) rect = PdfRect(frameLeft, frameTop, frameRight - frameLeft, frameBottom - frameTop);
+    addSignatureField(document, page, rect, *device, options);
+}
+
+}  // namespace Vesk::Crypto
