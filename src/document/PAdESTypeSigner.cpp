@@ -1,0 +1,271 @@
+#include "document/PAdESTypeSigner.h"
+
+#include "common/FileTools.h"
+#include "common/Logging.h"
+#include "crypto/CryptoProviderFactory.h"
+#include "document/PdfLoading.h"
+#include "document/PdfSignVerifycator.h"
+#include "document/PdfWatermark.h"
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace Vesk::Crypto {
+namespace {
+
+using namespace PoDoFo;
+
+// Bytes reserved in Contents for the signature: an X-Long signature carries its time stamp and
+// revocation data.
+constexpr size_t kSignatureSize = 16344;
+constexpr size_t kLongSignatureSize = 65536;
+constexpr size_t kReadChunk = 65536;
+
+constexpr int kLastPage = -1;
+constexpr int kEveryPage = -2;
+
+RequestApiResultPtr fail(RequestApiResultPtr result, const std::string& message) {
+    result->success = false;
+    result->errors.assign(1, message);
+    return result;
+}
+
+std::string noPagesMessage(const std::filesystem::path& file) {
+    VLOG_ERROR << "Pages in " << file.string() << " zero, exit.";
+    return "tr{File} " + file.string() + " tr{not contains pages}";
+}
+
+// The pages a watermark selector names; PdfError for an index the document does not have.
+std::vector<PdfPage*> selectedPages(PdfMemDocument& document, int selector) {
+    std::vector<PdfPage*> pages;
+    if (selector == kEveryPage) {
+        for (int i = 0; i < document.GetPageCount(); ++i) pages.push_back(document.GetPage(i));
+    } else {
+        pages.push_back(document.GetPage(selector == kLastPage ? document.GetPageCount() - 1 : selector));
+    }
+    return pages;
+}
+
+// Runs a step that draws or adds fields; its failure becomes the one watermark message.
+template <typename Step>
+bool runWatermarkStep(const RequestApiResultPtr& result, Step&& step) {
+    try {
+        step();
+        return true;
+    } catch (const PdfError& error) {
+        VLOG_ERROR << "Error on create watermark: '" << PdfError::ErrorName(error.GetError()) << "' message: '"
+                   << PdfError::ErrorMessage(error.GetError()) << "'";
+        fail(result, std::string("tr{Error on create watermark:} ") + error.what());
+    } catch (const std::exception& error) {
+        VLOG_ERROR << "Error on create watermark: " << error.what();
+        fail(result, std::string("tr{Error on create watermark:} ") + error.what());
+    } catch (...) {
+        VLOG_ERROR << "Error create watermark!";
+        fail(result, "tr{Unknown error on create watermark}");
+    }
+    return false;
+}
+
+// Loads the bytes; a failure becomes the one load message.
+bool load(PdfMemDocument& document, const std::vector<char>& pdf, bool forUpdate, const RequestApiResultPtr& result) {
+    try {
+        loadPdfFromBuffer(document, pdf, forUpdate);
+        return true;
+    } catch (const PdfError& error) {
+        VLOG_ERROR << "Error on load file: '" << PdfError::ErrorName(error.GetError()) << "' message: '"
+                   << PdfError::ErrorMessage(error.GetError()) << "'";
+        fail(result, std::string("tr{Error on load file:} ") + error.what());
+    } catch (const std::exception& error) {
+        VLOG_ERROR << "Error on load file: " << error.what();
+        fail(result, std::string("tr{Error on load file:} ") + error.what());
+    }
+    return false;
+}
+
+bool fileExists(const std::filesystem::path& file) {
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    return !error && status.type() != std::filesystem::file_type::not_found;
+}
+
+// Co-signing goes on only when every signature already in the file is valid; the refusal, if any.
+RequestApiResultPtr checkExistingSignatures(const SignOptions& options, RequestApiResultPtr result) {
+    const auto verifier = CryptoProviderFactory::getVerifycator(options.provider);
+    const VerifySignResultPtr verified = verifier ? PdfSignVerifycator(verifier).verify(options.file) : nullptr;
+    if (!verified) return fail(result, "tr{PAdESTypeSigner::sign verifyAttachedSign result is null}");
+    if (!verified->signers) return fail(result, "tr{PAdESTypeSigner::sign verifyAttachedSign signInfoList is null}");
+    if (verified->signers->empty())
+        return fail(result, "tr{PAdESTypeSigner::sign verifyAttachedSign signInfoList is empty}");
+    const bool allValid = std::all_of(verified->signers->begin(), verified->signers->end(),
+                                      [](const SignInfoPtr& info) { return info && info->verified; });
+    if (allValid) return nullptr;
+    result->success = false;
+    result->errors = verified->errors;
+    result->errors.push_back("tr{PAdESTypeSigner::sign CpSigner::addCoSign Signature is not valid}");
+    return result;
+}
+
+// The signature form flags: SigFlags exactly 2, NeedAppearances not true.
+void setFormFlags(PdfAcroForm& form) {
+    PdfDictionary& dictionary = form.GetObject()->GetDictionary();
+    const PdfObject* flags = dictionary.GetKey("SigFlags");
+    if (flags == nullptr || !flags->IsNumber() || flags->GetNumber() != 2) {
+        dictionary.RemoveKey("SigFlags");
+        dictionary.AddKey("SigFlags", PdfObject(static_cast<pdf_int64>(2)));
+    }
+    if (form.GetNeedAppearances()) form.SetNeedAppearances(false);
+}
+
+}  // namespace
+
+PAdESTypeSigner::PAdESTypeSigner(std::shared_ptr<ISign> signer) : signer_(std::move(signer)) {}
+
+RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSignOptions& internal) {
+    VLOG_VERBOSE << "[M] PAdESTypeSigner::sign";
+    auto result = std::make_shared<RequestApiResult>();
+    try {
+        if (!fileExists(options.file)) return fail(result, "tr{Файл не существет!}");
+        if (options.cosign && !options.cosign_force) {
+            if (auto refusal = checkExistingSignatures(options, result)) return refusal;
+        }
+
+        // Loaded for an incremental update: earlier revisions and their signatures stay as they are.
+        std::vector<char> pdf;
+        fstools::readFileToVector(options.file, pdf);
+        VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
+        PdfMemDocument document;
+        if (!load(document, pdf, true, result)) return result;
+
+        PdfRefCountedBuffer buffer;
+        PdfOutputDevice output(&buffer);
+        PdfSignOutputDevice signDevice(&output);
+        signDevice.SetSignatureSize(options.cades_type == CadesType::CadesXLongType1 ? kLongSignatureSize
+                                                                                    : kSignatureSize);
+        if (document.GetPageCount() == 0) return fail(result, noPagesMessage(options.file));
+
+        const bool fieldAdded = runWatermarkStep(result, [&] {
+            PdfAcroForm* form = document.GetAcroForm(true, ePdfAcroFormDefaultAppearance_BlackText12pt);
+            if (form == nullptr)
+                VLOG_ERROR << "Error, AcroForm is null";
+            else
+                setFormFlags(*form);
+
+            if (!watermarkRequested(options)) {
+                addSignatureField(document, document.GetPage(0), PdfRect(0, 0, 0, 0), signDevice, options);
+                return;
+            }
+            // A stamp on every page still makes one signature: the field goes with the first
+            // stamp, since each further field would reserve a second signature hole.
+            const auto pages = selectedPages(document, options.watermark.page);
+            for (size_t i = 0; i < pages.size(); ++i)
+                drawWatermark(pages[i], document, i == 0 ? &signDevice : nullptr, options);
+        });
+        if (!fieldAdded) return result;
+
+        document.WriteUpdate(&signDevice, true);
+        if (document.GetPageCount() == 0) {
+            VLOG_ERROR << "No page found after document signed";
+            return fail(result, "tr{No page found after document signed}");
+        }
+        if (!signDevice.HasSignaturePosition()) {
+            VLOG_ERROR << "Cannot find signature position in document data";
+            return fail(result, "tr{Cannot find signature position in document data}");
+        }
+
+        signDevice.AdjustByteRange();
+        signDevice.Seek(0);
+        std::vector<unsigned char> signedBytes;
+        std::vector<char> chunk(kReadChunk);
+        for (size_t read; (read = signDevice.ReadForSignature(chunk.data(), chunk.size())) > 0;)
+            signedBytes.insert(signedBytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(read));
+        VLOG_DEBUG << "Read for sign: " << signedBytes.size() << " bytes.";
+
+        // The signer's own result is not consulted: a failed signing leaves the signature empty.
+        std::vector<unsigned char> signature;
+        signer_->signMessage(signedBytes, signature, options, internal);
+        VLOG_DEBUG << "Created detached sign size: " << signature.size();
+        if (!signature.empty())
+            signDevice.SetSignature(PdfData(reinterpret_cast<const char*>(signature.data()), signature.size()));
+        signDevice.Flush();
+
+        const std::vector<char> signedPdf(buffer.GetBuffer(), buffer.GetBuffer() + signDevice.GetLength());
+        // The running result is still the fresh one here, so only save_with_errors lets the file
+        // be written; success is reported either way.
+        if (result->success || options.save_with_errors) {
+            if (!fstools::saveVectorToFile(options.output_file, signedPdf))
+                return fail(result, "tr{Не удалось сохранить файл}");
+        }
+        result->success = true;
+        result->errors.clear();
+        return result;
+    } catch (const PdfError& error) {
+        VLOG_ERROR << "Error on sign file: '" << PdfError::ErrorName(error.GetError()) << "' message: '"
+                   << PdfError::ErrorMessage(error.GetError()) << "'";
+        return fail(result, std::string("tr{Error on sign file:} ") + error.what());
+    } catch (const std::exception& error) {
+        VLOG_ERROR << "Error on sign file: " << error.what();
+        return fail(result, std::string("tr{Error on sign file:} ") + error.what());
+    } catch (...) {
+        VLOG_ERROR << "Unknown error on sign file";
+        return fail(result, "tr{Unknown error on sign file}");
+    }
+}
+
+RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& options, InternalSignOptions& internal) {
+    VLOG_VERBOSE << "[M] FileSigner::signPdfFile";
+    auto result = std::make_shared<RequestApiResult>();
+    try {
+        std::vector<char> pdf;
+        const bool read = fstools::readFileToVector(options.file, pdf);
+        VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
+
+        std::vector<char> stamped;
+        if (read && !watermarkRequested(options)) {
+            stamped = std::move(pdf);
+        } else {
+            PdfMemDocument document;
+            if (!load(document, pdf, false, result)) return result;
+            result = addWatermarkToPdf(document, options, internal);
+            if (!result->success) return result;
+            PdfRefCountedBuffer buffer;
+            PdfOutputDevice output(&buffer);
+            const bool written = runWatermarkStep(result, [&] { document.Write(&output); });
+            if (!written) return result;
+            stamped.assign(buffer.GetBuffer(), buffer.GetBuffer() + output.GetLength());
+        }
+        if (!fstools::saveVectorToFile(options.output_file, stamped)) return fail(result, "tr{Не удалось сохранить файл}");
+        result->success = true;
+        result->errors.clear();
+        return result;
+    } catch (const std::exception& error) {
+        VLOG_ERROR << "Error on create watermark: " << error.what();
+        return fail(result, std::string("tr{Error on create watermark:} ") + error.what());
+    } catch (...) {
+        VLOG_ERROR << "Error create watermark!";
+        return fail(result, "tr{Unknown error on create watermark}");
+    }
+}
+
+RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(PdfMemDocument& document, const SignOptions& options,
+                                                       InternalSignOptions&) {
+    VLOG_VERBOSE << "[M] PAdESTypeSigner::addWatermarkToPdf";
+    auto result = std::make_shared<RequestApiResult>();
+    bool noPages = false;
+    const bool stamped = runWatermarkStep(result, [&] {
+        noPages = document.GetPageCount() == 0;
+        if (noPages || !watermarkRequested(options)) return;
+        for (PdfPage* page : selectedPages(document, options.watermark.page))
+            drawWatermark(page, document, nullptr, options);
+    });
+    if (!stamped) return result;
+    if (noPages) return fail(result, noPagesMessage(options.file));
+    result->success = true;
+    return result;
+}
+
+}  // namespace Vesk::Crypto

@@ -1,0 +1,37 @@
+#pragma once
+// Signs a PDF in place of a signature file: an incremental update adds a signature field whose
+// dictionary holds a detached CAdES signature of the rest of the file.
+
+#include "crypto/ISign.h"
+#include "document/IDocumentSignType.h"
+#include "document/PdfSignatureFields.h"
+
+#include <podofo/podofo.h>
+
+#include <memory>
+
+namespace Vesk::Crypto {
+
+class PAdESTypeSigner : public IDocumentSignType {
+public:
+    explicit PAdESTypeSigner(std::shared_ptr<ISign> signer);
+    ~PAdESTypeSigner() override = default;
+
+    // Signs options.file into options.output_file; co-signs (options.cosign) only when every
+    // signature already in the file is valid, unless options.cosign_force.
+    RequestApiResultPtr sign(const SignOptions& options, InternalSignOptions& internal) override;
+
+    // Stamps the watermark on options.file and writes the stamped PDF to options.output_file
+    // (the input is never changed). Without watermark lines the input's bytes are copied as
+    // they are.
+    RequestApiResultPtr addWatermarkToPdf(const SignOptions& options, InternalSignOptions& internal);
+    // Stamps the watermark on the pages of a loaded document that options.watermark.page
+    // selects: -1 the last page, -2 every page, otherwise that page index.
+    RequestApiResultPtr addWatermarkToPdf(PoDoFo::PdfMemDocument& document, const SignOptions& options,
+                                          InternalSignOptions& internal);
+
+private:
+    std::shared_ptr<ISign> signer_;
+};
+
+}  // namespace Vesk::Crypto
