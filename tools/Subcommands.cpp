@@ -26,9 +26,10 @@ const char* const kSubcommandUsage = R"(Subcommands:
                             FILE.sgn for --detached, NAME-signed.pdf for --pades, FILE for --cosign)
       --cosign              add a signature to an already signed FILE
       --stamp LINE          a line of the visible stamp on the PDF (repeat for more lines);
-                            <sign_date: TEXT> in a line is replaced by TEXT
+                            <sign_date:TEXT> in a line is replaced by TEXT
       --page N|last|all     the page of the stamp, counted from 1 (default: last)
-      --box X,Y,X2,Y2       the stamp's rectangle in PDF points
+      --box X,Y,X2,Y2       the stamp's box corners in percent of the page's width and height,
+                            Y and Y2 counted from the top
       --clickable           make the stamp a clickable field
   verify FILE               verify the signatures of FILE and list its signers
   extract FILE              extract the content of an attached signature and print its path
