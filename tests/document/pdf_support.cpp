@@ -71,18 +71,6 @@ std::vector<EmbeddedSignature> embeddedSignatures(const fs::path& pdf) {
         // A hole that was never filled holds PoDoFo's placeholder, not hex: no signature then.
         for (int64_t i = s.b + 1; i + 1 < s.c - 1 && std::isxdigit(file[i]) && std::isxdigit(file[i + 1]); i += 2)
             s.signature.push_back(static_cast<unsigned char>(std::stoi(text.substr(i, 2), nullptr, 16)));
-        // The hole is padded with zero bytes: keep the DER message only (short or long length form).
-        if (s.signature.size() > 4 && s.signature[0] == 0x30) {
-            size_t length = s.signature[1];
-            size_t header = 2;
-            if (length & 0x80) {
-                const size_t octets = length & 0x7f;
-                length = 0;
-                for (size_t i = 0; i < octets; ++i) length = length << 8 | s.signature[2 + i];
-                header += octets;
-            }
-            if (header + length <= s.signature.size()) s.signature.resize(header + length);
-        }
         found.push_back(s);
     }
     return found;

@@ -33,7 +33,7 @@ fs::path rewriteWithQpdf(const fs::path& pdf, const std::string& args);
 
 struct EmbeddedSignature {
     int64_t a = 0, b = 0, c = 0, d = 0;  // the ByteRange
-    Bytes signature;                     // the DER message in the Contents hole, padding dropped
+    Bytes signature;                     // the Contents hole: DER message and zero padding
     Bytes signedData;                    // the two ranges joined
 };
 
