@@ -74,7 +74,9 @@ TEST(PadesSign, SignsAsIncrementalUpdateAndCosignsBesideTheFirstSignature) {
     ASSERT_EQ(1u, signAndCheck(padesOptions(pdf, signedPdf)).size());
     EXPECT_EQ(std::vector<std::string>{kFieldName}, pdfsigFieldNames(signedPdf));
     const Bytes signedBytes = cptest::readFile(signedPdf);
-    EXPECT_NE(std::string::npos, std::string(signedBytes.begin(), signedBytes.end()).find("/Filter/CryptoPro#20PDF"));
+    const std::string signedText(signedBytes.begin(), signedBytes.end());
+    EXPECT_NE(std::string::npos, signedText.find("/Filter/CryptoPro#20PDF"));
+    EXPECT_NE(std::string::npos, signedText.find("/SigFlags 2"));
 
     SignOptions cosign = padesOptions(signedPdf, pdf.parent_path() / "cosigned.pdf");
     cosign.cosign = true;
