@@ -66,7 +66,8 @@ int printSigners(const json& data, std::ostream* out, std::ostream& err) {
     TextTable table({"Signer", "Serial", "Signing time", "Status"});
     bool allVerified = true;
     for (const auto& signer : *signers) {
-        const bool verified = signer.value("Verifyed", false);
+        const auto flag = signer.find("Verifyed");  // spelled so by the module
+        const bool verified = flag != signer.end() && flag->is_boolean() && flag->get<bool>();
         allVerified = allVerified && verified;
         table.addRow({commonName(decodedText(signer, "Subject")), text(signer, "SerialNumber"),
                       text(signer, "SigningTime"), verified ? "verified" : "NOT verified"});
