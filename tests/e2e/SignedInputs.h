@@ -7,6 +7,10 @@
 
 namespace vesk::test {
 
+// Serial-number texts of the PKI's GOST users (2012-256 and 2012-512), as the module writes them.
+inline constexpr const char* kIvanov = "0x0123456789ABCDEF01";
+inline constexpr const char* kPetrova = "0x4512";
+
 // Points the module at a CAdES library; must run before the first request of the process.
 void useCadesLibrary(const std::string& path);
 

@@ -18,8 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kIvanov = "0x0123456789ABCDEF01";
-constexpr const char* kPetrova = "0x4512";
 
 std::string q(const fs::path& path) { return shellQuote(path.string()); }
 

@@ -16,8 +16,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kIvanov = "0x0123456789ABCDEF01";
-constexpr const char* kPetrova = "0x4512";
 
 class Verify : public ::testing::Test {
 protected:
