@@ -14,24 +14,24 @@ namespace pdftest {
 
 using namespace PoDoFo;
 
-fs::path makePdf(const std::string& name, const PdfSpec& spec) {
+fs::path makePdf(const std::string& name, const PdfRecipe& recipe) {
     const fs::path file = vesk::test::makeTempDir("pdf") / name;
-    if (spec.pages == 0) {
+    if (recipe.pages == 0) {
         PdfMemDocument().Write(file.c_str());
         return file;
     }
-    std::string command = std::string(VESK_SAMPLE_PDF) + " " + quote(file) + " --pages " + std::to_string(spec.pages);
-    if (spec.sizeMb > 0) command += " --size-mb " + std::to_string(spec.sizeMb);
+    std::string command = std::string(VESK_SAMPLE_PDF) + " " + quote(file) + " --pages " + std::to_string(recipe.pages);
+    if (recipe.sizeMb > 0) command += " --size-mb " + std::to_string(recipe.sizeMb);
     int code = 0;
     const std::string output = run(command, &code);
     if (code != 0) throw std::runtime_error("vesk-sample-pdf failed: " + output);
-    if (!spec.textField.empty()) {
+    if (!recipe.textField.empty()) {
         // Written beside the sample first: PoDoFo reads objects from the loaded file on demand.
         const fs::path withField = file.string() + ".field";
         {
             PdfMemDocument document(file.c_str());
             PdfTextField field(document.GetPage(0), PdfRect(72, 600, 200, 20), &document);
-            field.SetFieldName(PdfString(spec.textField));
+            field.SetFieldName(PdfString(recipe.textField));
             document.Write(withField.c_str());
         }
         fs::rename(withField, file);

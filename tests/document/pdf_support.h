@@ -19,14 +19,14 @@ namespace fs = std::filesystem;
 inline constexpr const char* kUser = cptest::kUser256;
 inline const std::string kFieldName = std::string("Sign_") + cptest::kUser256;
 
-struct PdfSpec {
+struct PdfRecipe {
     int pages = 3;          // 0: a PDF without pages
     std::string textField;  // a text field of this name on the first page, when not empty
     int sizeMb = 0;         // padded to at least this many MiB
 };
 
 // A new sample PDF (vesk-sample-pdf: Russian text, footer "Страница N из M") in a scratch folder.
-fs::path makePdf(const std::string& name, const PdfSpec& spec = {});
+fs::path makePdf(const std::string& name, const PdfRecipe& recipe = {});
 
 // A copy of the PDF rewritten by "qpdf ARGS".
 fs::path rewriteWithQpdf(const fs::path& pdf, const std::string& args);
