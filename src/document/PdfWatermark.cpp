@@ -2,7 +2,9 @@
 
 #include "common/Logging.h"
 #include "document/PdfFonts.h"
+#include "document/PdfShownPage.h"
 #include "document/PdfSignatureFields.h"
+#include "document/PdfStampCanvas.h"
 #include "document/Win1251Encoding.h"
 
 #include <algorithm>
@@ -99,7 +101,7 @@ PdfFont* fontFor(PdfMemDocument& document, const WatermarkOptions::WatermarkStri
 // Finishes the painter's page on every way out, so that the painter never dies with a page open.
 class PageGuard {
 public:
-    PageGuard(PdfPainter& painter, PdfPage* page) : painter_(painter) { painter_.SetPage(page); }
+    PageGuard(PdfPainter& painter, PdfCanvas* canvas) : painter_(painter) { painter_.SetPage(canvas); }
     ~PageGuard() {
         if (painter_.GetPage() == nullptr) return;
         try {
@@ -123,10 +125,12 @@ void drawWatermark(PdfPage* page, PdfMemDocument& document, PdfSignOutputDevice*
     if (page == nullptr) PODOFO_RAISE_ERROR(ePdfError_InvalidHandle);
     const WatermarkOptions& watermark = options.watermark;
 
-    // The box; the percentages measure y from the top of the page, PDF's y grows upwards.
-    const PdfRect pageSize = page->GetPageSize();
-    const double w = pageSize.GetWidth();
-    const double h = pageSize.GetHeight();
+    // The box; the percentages are of the page as shown (its visible box, upright) and measure y
+    // from its top, while PDF's y grows upwards. The stamp is laid out in the shown page's
+    // coordinates; one transformation puts it onto the page.
+    const ShownPage shown = shownPage(*page);
+    const double w = shown.width;
+    const double h = shown.height;
     const Box box = boxOf(watermark);
     const double left = box.x / 100.0 * w;
     double top = (100.0 - box.y) / 100.0 * h;
@@ -137,8 +141,13 @@ void drawWatermark(PdfPage* page, PdfMemDocument& document, PdfSignOutputDevice*
     VLOG_VERBOSE << "Watermark pos: x1: " << box.x << " y1: " << box.y << " x2: " << box.x2 << " y2: " << box.y2;
     VLOG_VERBOSE << "Real Watermark pos: x1: " << left << " y1: " << top << " x2: " << right << " y2: " << bottom;
 
+    StampCanvas canvas(document, *page);
     PdfPainter painter;
-    PageGuard guard(painter, page);
+    PageGuard guard(painter, &canvas);
+    if (!shown.isIdentity()) {
+        painter.Save();
+        painter.SetTransformationMatrix(shown.a, shown.b, shown.c, shown.d, shown.e, shown.f);
+    }
 
     std::vector<PreparedLine> lines;
     double widest = 0;
@@ -216,12 +225,19 @@ void drawWatermark(PdfPage* page, PdfMemDocument& document, PdfSignOutputDevice*
     painter.DrawLine(frameRight, frameTop, frameRight, frameBottom);
     painter.DrawLine(frameRight, frameBottom, frameLeft, frameBottom);
     painter.DrawLine(frameLeft, frameBottom, frameLeft, frameTop);
+    if (!shown.isIdentity()) painter.Restore();
     painter.FinishPage();
 
     if (device == nullptr) return;
-    // A clickable stamp is the field's widget; the rectangle is given from its top edge down.
+    // A clickable stamp is the field's widget; the rectangle is given from its top edge down, its
+    // corners in the page's own space.
     PdfRect rect(0, 0, 0, 0);
-    if (watermark.clickable) rect = PdfRect(frameLeft, frameTop, frameRight - frameLeft, frameBottom - frameTop);
+    if (watermark.clickable) {
+        double x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+        shown.toPage(frameLeft, frameTop, x1, y1);
+        shown.toPage(frameRight, frameBottom, x2, y2);
+        rect = PdfRect(x1, y1, x2 - x1, y2 - y1);
+    }
     addSignatureField(document, page, rect, *device, options);
 }
 
