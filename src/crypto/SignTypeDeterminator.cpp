@@ -4,7 +4,7 @@
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
 #include "document/DefaultSignVerifycator.h"
-#include "document/PdfLoading.h"
+#include "document/PdfSignatureProbe.h"
 #include "document/PdfSignVerifycator.h"
 
 #include <boost/algorithm/string/predicate.hpp>
@@ -30,6 +30,20 @@ std::string extensionOf(const fs::path& file) {
 }
 
 bool isPdf(const fs::path& file) { return boost::algorithm::iequals(extensionOf(file), ".pdf"); }
+
+// The file read as a PDF; load failures go to the log.
+PdfContentKind contentKindOf(const fs::path& file) {
+    std::vector<char> bytes;
+    if (!fstools::readFileToVector(file, bytes)) {
+        VLOG_ERROR << "File " << file.string() << " is not exists!";
+        return PdfContentKind::NotPdf;
+    }
+    std::string loadError;
+    const PdfContentKind kind = pdfContentKind(bytes, loadError);
+    if (kind == PdfContentKind::NotPdf)
+        VLOG_ERROR << "Error on load file: '" << file.string() << "' message: '" << loadError << "'";
+    return kind;
+}
 
 VerifySignResultPtr failure(const std::string& message) {
     auto result = std::make_shared<ResultWithSigners>();
@@ -83,21 +97,7 @@ bool SignTypeDeterminator::isCpPdfSignFormat(const fs::path& file) {
 
 bool SignTypeDeterminator::isPAdESSignFormat(const fs::path& file) {
     VLOG_VERBOSE << "[M] SignTypeDeterminator::isPAdESSignFormat " << file.string();
-    std::vector<char> bytes;
-    if (!fstools::readFileToVector(file, bytes)) {
-        VLOG_ERROR << "File " << file.string() << " is not exists!";
-        return false;
-    }
-    try {
-        PoDoFo::PdfMemDocument document;
-        loadPdfFromBuffer(document, bytes, false);
-        return !findByteRanges(document).empty();
-    } catch (const PoDoFo::PdfError& error) {
-        VLOG_ERROR << "Error on load file: '" << file.string() << "' message: '" << error.what() << "'";
-    } catch (...) {
-        VLOG_ERROR << "Unknown error in PAdES Format checker.";
-    }
-    return false;
+    return contentKindOf(file) == PdfContentKind::Signed;
 }
 
 bool SignTypeDeterminator::isDetached(const fs::path& file) {
@@ -135,9 +135,14 @@ std::list<SignTypeDeterminator::SignFormatInfo> SignTypeDeterminator::getSignFor
         if (isPdf(original)) {
             // A detached signature beside the PDF comes first, so it wins over anything inside it.
             if (!sign.empty()) formats.push_back({DetachedFile, original.string(), sign.string()});
-            const bool wrapped = isCpPdfSignFormat(original);
+            // A file that loads as a PDF is what its content says, whatever its last bytes: PDFs
+            // whose "%%EOF" ends in CR LF, or in nothing, fail the tail test. The tail test decides
+            // only for files that do not load, such as a PDF wrapped in a signature message.
+            VLOG_VERBOSE << "[M] SignTypeDeterminator::isPAdESSignFormat " << original.string();
+            const PdfContentKind kind = contentKindOf(original);
+            const bool pades = kind == PdfContentKind::Signed;
+            const bool wrapped = kind == PdfContentKind::NotPdf && isCpPdfSignFormat(original);
             if (wrapped) formats.push_back({CryptoProPdf, original.string(), original.string()});
-            const bool pades = isPAdESSignFormat(original);
             if (pades) formats.push_back({PAdESPdf, original.string(), original.string()});
             if (!wrapped && !pades && sign.empty()) formats.push_back({UnsignedPdf, original.string(), original.string()});
             return formats;
@@ -157,14 +162,7 @@ VerifySignResultPtr SignTypeDeterminator::verifySign(const fs::path& file, Crypt
     VLOG_VERBOSE << "[M] SignTypeDeterminator::verifySign " << file.string();
     const auto formats = getSignFormats(file);
     if (formats.empty()) return failure("tr{File format list is empty.}");
-    SignFormatInfo info = formats.front();
-    // A file that loads as a PDF with signature dictionaries is no signature message, whatever its
-    // last bytes say: PDFs whose "%%EOF" ends in CR LF (as many signing tools write them) pass the
-    // tail test too. Their signatures are read from the PDF.
-    if (info.format == CryptoProPdf) {
-        for (const auto& other : formats)
-            if (other.format == PAdESPdf) info = other;
-    }
+    const SignFormatInfo info = formats.front();
 
     const auto verifier = CryptoProviderFactory::getVerifycator(provider);
     if (!verifier) return failure("tr{Verifier is null.}");

@@ -5,6 +5,7 @@ target_sources(vesk_core PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PdfShownPage.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStampCanvas.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureFields.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureProbe.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfWatermark.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Win1251Encoding.cpp
 )
