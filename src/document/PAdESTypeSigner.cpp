@@ -5,6 +5,7 @@
 #include "crypto/CryptoProviderFactory.h"
 #include "document/PdfLoading.h"
 #include "document/PdfSignVerifycator.h"
+#include "document/PdfUpdateStart.h"
 #include "document/PdfWatermark.h"
 
 #include <algorithm>
@@ -138,6 +139,7 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
         std::vector<char> pdf;
         fstools::readFileToVector(options.file, pdf);
         VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
+        startUpdateOnNewLine(pdf);
         PdfMemDocument document;
         if (!load(document, pdf, true, result)) return result;
 

@@ -4,6 +4,7 @@ target_sources(vesk_core PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PdfFonts.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfShownPage.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStampCanvas.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfUpdateStart.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureFields.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureProbe.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfWatermark.cpp
