@@ -15,6 +15,13 @@ PdfObject* resolve(PdfVecObjects* objects, PdfObject* object) {
     return objects != nullptr ? objects->GetObject(object->GetReference()) : nullptr;
 }
 
+// The field type of a field dictionary: its own FT, or its parent's; null when neither has one.
+const PdfObject* fieldType(PdfVecObjects* objects, PdfObject& field) {
+    if (const PdfObject* type = field.GetDictionary().GetKey("FT")) return type;
+    PdfObject* parent = resolve(objects, field.GetDictionary().GetKey("Parent"));
+    return parent != nullptr ? parent->GetDictionary().GetKey("FT") : nullptr;
+}
+
 }  // namespace
 
 PdfObject* findExistingSignatureField(PdfAcroForm* form, const PdfString& name) {
@@ -23,30 +30,19 @@ PdfObject* findExistingSignatureField(PdfAcroForm* form, const PdfString& name) 
     PdfObject* fields = resolve(objects, form->GetObject()->GetDictionary().GetKey("Fields"));
     if (fields == nullptr || !fields->IsArray() || fields->GetArray().empty()) return nullptr;
 
-    PdfObject* match = nullptr;
+    // A field of another type with the name does not block it, but a signature field further on does.
     for (PdfObject& element : fields->GetArray()) {
         if (!element.IsReference()) continue;
         PdfObject* field = resolve(objects, &element);
         if (field == nullptr || !field->IsDictionary()) continue;
         const PdfObject* title = field->GetDictionary().GetKey("T");
-        if (title != nullptr && title->IsString() && title->GetString() == name) {
-            match = field;
-            break;
-        }
+        if (title == nullptr || !title->IsString() || !(title->GetString() == name)) continue;
+        const PdfObject* type = fieldType(objects, *field);
+        if (type == nullptr) continue;
+        if (type->GetName() == PdfName("Sig")) return field;
+        VLOG_VERBOSE << "Existing field '" << name.GetStringUtf8() << "' isn't of a signature type, but '"
+                     << type->GetName().GetName() << "' instead";
     }
-    if (match == nullptr) return nullptr;
-
-    const PdfObject* type = match->GetDictionary().GetKey("FT");
-    if (type == nullptr) {
-        PdfObject* parent = resolve(objects, match->GetDictionary().GetKey("Parent"));
-        if (parent == nullptr) return nullptr;
-        type = parent->GetDictionary().GetKey("FT");
-        if (type == nullptr) return nullptr;
-    }
-    if (type->GetName() == PdfName("Sig")) return match;
-    // A field of another type does not block the name; this goes to the log only.
-    VLOG_VERBOSE << "Existing field '" << name.GetStringUtf8() << "' isn't of a signature type, but '"
-                 << type->GetName().GetName() << "' instead";
     return nullptr;
 }
 

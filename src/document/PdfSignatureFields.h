@@ -11,8 +11,8 @@
 namespace Vesk::Crypto {
 
 // The field object of the form's signature field called `name`, or null. Only the form's
-// top-level fields count; a field of another type with that name is no match. PdfError when an
-// entry that must be a dictionary, reference, array or name is not.
+// top-level fields count; a field of another type with that name is no match, and the search goes
+// on past it. PdfError when an entry that must be a dictionary, reference, array or name is not.
 PoDoFo::PdfObject* findExistingSignatureField(PoDoFo::PdfAcroForm* form, const PoDoFo::PdfString& name);
 
 // A PDF text string: plain for ASCII, UTF-16 otherwise.
