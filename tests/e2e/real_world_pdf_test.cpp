@@ -313,13 +313,15 @@ TEST_F(RealWorldPdf, TextFieldNamedLikeTheSignatureKeepsSignatureNamesDistinct) 
     writeBytes(dir / "field.js",
                "var doc = new PDFDocument(scriptArgs[0]);\n"
                "var page = doc.findPage(0);\n"
-               "var field = doc.addObject({Type: 'Annot', Subtype: 'Widget', FT: 'Tx', T: '" + field +
-                   "', Rect: [72, 600, 272, 620], F: 4, P: page});\n"
+               "var field = doc.addObject({Type: 'Annot', Subtype: 'Widget', FT: doc.newName('Tx'),\n"
+               "    T: doc.newString('" + field + "'), Rect: [72, 600, 272, 620], F: 4, P: page});\n"
                "page.put('Annots', [field]);\n"
                "doc.getTrailer().Root.put('AcroForm', doc.addObject({Fields: [field]}));\n"
                "doc.save(scriptArgs[1]);\n");
     produce("mutool run " + q(dir / "field.js") + " " + q(plain) + " " + q(dir / "with-field.pdf"));
     ASSERT_FALSE(HasFatalFailure());
+    const auto form = runCommand("qpdf --qdf " + q(dir / "with-field.pdf") + " - 2>/dev/null").output;
+    ASSERT_TRUE(has(form, "/T (" + field + ")") && has(form, "/FT /Tx")) << "a text field named like the signature";
 
     ASSERT_TRUE(sign(dir / "with-field.pdf", dir / "signed.pdf", kIvanov)["error"].is_null());
     ASSERT_TRUE(sign(dir / "signed.pdf", dir / "cosigned.pdf", kIvanov, {{"cosign", true}})["error"].is_null());
