@@ -56,11 +56,14 @@ const char* kTurned270 =
 const char* kNoResources =
     "%%MediaBox 0 0 400 300\n%%Rotate 90\n0 0 1 rg 20 20 60 100 re f\n";
 
-// A mutool script that sets a CropBox on page 1 and drops the resources of page 2.
-const char* kEditScript =
+// mutool scripts: one sets a CropBox on page 1, the other drops the resources of page 1.
+const char* kCropScript =
     "var doc = new PDFDocument(scriptArgs[0]);\n"
     "doc.findPage(0).put('CropBox', [150, 250, 662, 942]);\n"
-    "doc.findPage(1).delete('Resources');\n"
+    "doc.save(scriptArgs[1], 'compress');\n";
+const char* kBareScript =
+    "var doc = new PDFDocument(scriptArgs[0]);\n"
+    "doc.findPage(0).delete('Resources');\n"
     "doc.save(scriptArgs[1], 'compress');\n";
 
 }  // namespace
@@ -107,13 +110,17 @@ std::vector<CorpusPdf> makeCorpus(const fs::path& dir) {
     const fs::path bare = write(dir / "bare.txt", kNoResources);
     const fs::path turned = write(dir / "turned.txt", kOffsetTurned);
     const fs::path turned270 = write(dir / "turned270.txt", kTurned270);
-    produce("mutool create -o " + q(dir / "mutool-boxes.pdf") + " " + q(offset) + " " + q(bare) + " " + q(turned) +
-            " " + q(turned270));
-    const fs::path script = write(dir / "edit.js", kEditScript);
-    produce("mutool run " + q(script) + " " + q(dir / "mutool-boxes.pdf") + " " + q(dir / "mutool-edited.pdf"));
-    corpus.push_back({"mutool: MediaBox at 100,200 with a CropBox; no /Resources, /Rotate 90; box at -300,-400, "
-                      "/Rotate 180; /Rotate 270",
-                      dir / "mutool-edited.pdf"});
+    produce("mutool create -o " + q(dir / "mutool-boxes.pdf") + " " + q(offset) + " " + q(turned) + " " +
+            q(turned270));
+    const fs::path crop = write(dir / "crop.js", kCropScript);
+    produce("mutool run " + q(crop) + " " + q(dir / "mutool-boxes.pdf") + " " + q(dir / "mutool-cropped.pdf"));
+    corpus.push_back({"mutool: MediaBox at 100,200 with a CropBox; box at -300,-400, /Rotate 180; /Rotate 270",
+                      dir / "mutool-cropped.pdf"});
+
+    produce("mutool create -o " + q(dir / "mutool-page.pdf") + " " + q(bare));
+    const fs::path strip = write(dir / "strip.js", kBareScript);
+    produce("mutool run " + q(strip) + " " + q(dir / "mutool-page.pdf") + " " + q(dir / "mutool-bare.pdf"));
+    corpus.push_back({"mutool: a page without /Resources, /Rotate 90", dir / "mutool-bare.pdf"});
     return corpus;
 }
 
