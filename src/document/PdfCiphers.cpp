@@ -2,7 +2,6 @@
 
 #include "common/Logging.h"
 
-#include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/provider.h>
@@ -23,7 +22,7 @@ bool rc4Available() {
 }
 
 bool loadLegacyProvider() {
-    OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CONFIG, nullptr);
+    // No explicit initialisation: whether the configuration file is read stays the host's choice.
     if (rc4Available()) return true;
     // The failed fetch above has already activated the default provider if it is the fallback.
     if (OSSL_PROVIDER_available(nullptr, "default") != 1) {
