@@ -3,7 +3,7 @@
 #include "common/FileTools.h"
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
-#include "document/PdfLoading.h"
+#include "document/PdfIncrementalUpdate.h"
 #include "document/PdfSignVerifycator.h"
 #include "document/PdfUpdateStart.h"
 #include "document/PdfWatermark.h"
@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -72,11 +73,15 @@ bool runWatermarkStep(const RequestApiResultPtr& result, Step&& step) {
     return false;
 }
 
-// Loads the bytes; a failure becomes the one load message.
-bool load(PdfMemDocument& document, const std::vector<char>& pdf, bool forUpdate, const RequestApiResultPtr& result) {
+// Loads the bytes for an incremental update; null after a failure, which becomes the one load
+// message (or the refusal of a file that needs a password).
+std::unique_ptr<PdfIncrementalUpdate> openForUpdate(PdfMemDocument& document, const std::vector<char>& pdf,
+                                                    const RequestApiResultPtr& result) {
     try {
-        loadPdfFromBuffer(document, pdf, forUpdate);
-        return true;
+        return std::make_unique<PdfIncrementalUpdate>(document, pdf);
+    } catch (const PdfUpdateRefused& refusal) {
+        VLOG_ERROR << "Cannot update the PDF: " << refusal.what();
+        fail(result, refusal.what());
     } catch (const PdfError& error) {
         VLOG_ERROR << "Error on load file: '" << PdfError::ErrorName(error.GetError()) << "' message: '"
                    << PdfError::ErrorMessage(error.GetError()) << "'";
@@ -85,6 +90,14 @@ bool load(PdfMemDocument& document, const std::vector<char>& pdf, bool forUpdate
         VLOG_ERROR << "Error on load file: " << error.what();
         fail(result, std::string("tr{Error on load file:} ") + error.what());
     }
+    return nullptr;
+}
+
+// A permission the document's encryption withholds; false after the refusal is recorded.
+bool permitted(const std::string& refusal, const RequestApiResultPtr& result) {
+    if (refusal.empty()) return true;
+    VLOG_ERROR << "PDF permissions refuse the change: " << refusal;
+    fail(result, refusal);
     return false;
 }
 
@@ -141,7 +154,9 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
         VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
         startUpdateOnNewLine(pdf);
         PdfMemDocument document;
-        if (!load(document, pdf, true, result)) return result;
+        const auto update = openForUpdate(document, pdf, result);
+        if (!update || !permitted(update->refusalToSign(), result)) return result;
+        if (watermarkRequested(options) && !permitted(update->refusalToStamp(), result)) return result;
 
         PdfRefCountedBuffer buffer;
         PdfOutputDevice output(&buffer);
@@ -169,7 +184,7 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
         });
         if (!fieldAdded) return result;
 
-        document.WriteUpdate(&signDevice, true);
+        update->write(signDevice);
         if (document.GetPageCount() == 0) {
             VLOG_ERROR << "No page found after document signed";
             return fail(result, "tr{No page found after document signed}");
@@ -230,13 +245,16 @@ RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& option
         if (read && !watermarkRequested(options)) {
             stamped = std::move(pdf);
         } else {
+            // An incremental update: the user's bytes are kept as they are, and an encrypted file
+            // keeps its encryption and permissions.
             PdfMemDocument document;
-            if (!load(document, pdf, false, result)) return result;
+            const auto update = openForUpdate(document, pdf, result);
+            if (!update || !permitted(update->refusalToStamp(), result)) return result;
             result = addWatermarkToPdf(document, options, internal);
             if (!result->success) return result;
             PdfRefCountedBuffer buffer;
             PdfOutputDevice output(&buffer);
-            const bool written = runWatermarkStep(result, [&] { document.Write(&output); });
+            const bool written = runWatermarkStep(result, [&] { update->write(output); });
             if (!written) return result;
             stamped.assign(buffer.GetBuffer(), buffer.GetBuffer() + output.GetLength());
         }

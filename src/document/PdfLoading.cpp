@@ -1,6 +1,9 @@
 #include "document/PdfLoading.h"
 
+#include "document/PdfCiphers.h"
+
 #include <mutex>
+#include <string_view>
 
 namespace Vesk::Crypto {
 
@@ -10,6 +13,9 @@ void loadPdfFromBuffer(PoDoFo::PdfMemDocument& document, const std::vector<char>
         PoDoFo::PdfError::EnableLogging(false);
         PoDoFo::PdfError::EnableDebug(false);
     });
+    // Every encrypted PDF names its encryption dictionary in a trailer, which is never compressed.
+    if (std::string_view(bytes.data(), bytes.size()).find("/Encrypt") != std::string_view::npos)
+        enableLegacyPdfCiphers();
     document.LoadFromBuffer(bytes.data(), static_cast<long>(bytes.size()), forUpdate);
 }
 

@@ -1,0 +1,208 @@
+#include "document/PdfIncrementalUpdate.h"
+
+#include "common/Logging.h"
+#include "document/PdfLoading.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string_view>
+
+namespace Vesk::Crypto {
+namespace {
+
+using namespace PoDoFo;
+
+constexpr const char* kPasswordRefusal = "tr{The PDF is protected by a password}";
+
+struct XrefEntry {
+    pdf_objnum number;
+    pdf_gennum generation;
+    size_t offset;
+};
+
+void put(PdfOutputDevice& device, const std::string& text) { device.Write(text.data(), text.size()); }
+
+// Where the file's last cross-reference section starts (its startxref value), and whether that
+// section is a stream; PoDoFo has read the same section, so a file that loaded has one.
+std::pair<pdf_int64, bool> lastCrossReference(const std::vector<char>& bytes) {
+    const std::string_view file(bytes.data(), bytes.size());
+    const size_t keyword = file.rfind("startxref");
+    pdf_int64 offset = -1;
+    if (keyword != std::string_view::npos) {
+        size_t at = keyword + 9;
+        while (at < file.size() && std::isspace(static_cast<unsigned char>(file[at]))) ++at;
+        if (at < file.size() && std::isdigit(static_cast<unsigned char>(file[at]))) {
+            offset = 0;
+            for (; at < file.size() && std::isdigit(static_cast<unsigned char>(file[at])) && offset < (pdf_int64(1) << 50);
+                 ++at)
+                offset = offset * 10 + (file[at] - '0');
+        }
+    }
+    if (offset < 0 || static_cast<size_t>(offset) >= file.size())
+        PODOFO_RAISE_ERROR_INFO(ePdfError_InvalidXRef, "no startxref before the end of the file");
+    return {offset, file.substr(static_cast<size_t>(offset), 4) != "xref"};
+}
+
+// The keys an update's trailer carries over from the document's trailer.
+PdfDictionary updateTrailer(const PdfObject& documentTrailer, pdf_objnum size, pdf_int64 previous) {
+    PdfDictionary trailer;
+    trailer.AddKey(PdfName::KeySize, static_cast<pdf_int64>(size));
+    for (const char* key : {"Root", "Info", "Encrypt", "ID"}) {
+        if (const PdfObject* value = documentTrailer.GetDictionary().GetKey(key)) trailer.AddKey(key, *value);
+    }
+    trailer.AddKey("Prev", previous);
+    return trailer;
+}
+
+// Classic "xref" subsections, one per run of consecutive object numbers.
+void writeXrefTable(PdfOutputDevice& device, const std::vector<XrefEntry>& entries) {
+    put(device, "xref\n");
+    for (size_t first = 0; first < entries.size();) {
+        size_t last = first + 1;
+        while (last < entries.size() && entries[last].number == entries[last - 1].number + 1) ++last;
+        put(device, std::to_string(entries[first].number) + " " + std::to_string(last - first) + "\n");
+        for (size_t i = first; i < last; ++i) {
+            char line[32];
+            std::snprintf(line, sizeof line, "%010llu %05u n \n", static_cast<unsigned long long>(entries[i].offset),
+                          static_cast<unsigned>(entries[i].generation));
+            put(device, line);
+        }
+        first = last;
+    }
+}
+
+// A cross-reference stream: type 1 entries of fields 1, offset-width and 2 bytes. Cross-reference
+// streams are never encrypted.
+void writeXrefStream(PdfOutputDevice& device, std::vector<XrefEntry> entries, PdfDictionary trailer,
+                     EPdfWriteMode mode) {
+    const pdf_objnum number = static_cast<pdf_objnum>(trailer.GetKey(PdfName::KeySize)->GetNumber());
+    entries.push_back({number, 0, device.Tell()});
+    trailer.AddKey(PdfName::KeySize, static_cast<pdf_int64>(number + 1));
+
+    int offsetWidth = 1;
+    while (offsetWidth < 8 && (entries.back().offset >> (8 * offsetWidth)) != 0) ++offsetWidth;
+    std::string data;
+    PdfArray index;
+    for (size_t first = 0; first < entries.size();) {
+        size_t last = first + 1;
+        while (last < entries.size() && entries[last].number == entries[last - 1].number + 1) ++last;
+        index.push_back(static_cast<pdf_int64>(entries[first].number));
+        index.push_back(static_cast<pdf_int64>(last - first));
+        for (size_t i = first; i < last; ++i) {
+            data += '\1';
+            for (int byte = offsetWidth - 1; byte >= 0; --byte)
+                data += static_cast<char>((entries[i].offset >> (8 * byte)) & 0xff);
+            data += static_cast<char>((entries[i].generation >> 8) & 0xff);
+            data += static_cast<char>(entries[i].generation & 0xff);
+        }
+        first = last;
+    }
+    trailer.AddKey(PdfName::KeyType, PdfName("XRef"));
+    trailer.AddKey("Index", index);
+    PdfArray widths;
+    for (pdf_int64 width : {pdf_int64(1), pdf_int64(offsetWidth), pdf_int64(2)}) widths.push_back(width);
+    trailer.AddKey("W", widths);
+
+    trailer.AddKey(PdfName::KeyLength, static_cast<pdf_int64>(data.size()));
+    // Written by hand: a PoDoFo stream needs a document to belong to, and this one must stay
+    // outside it (unfiltered and unencrypted).
+    put(device, std::to_string(number) + " 0 obj\n");
+    PdfVariant(trailer).Write(&device, mode, nullptr);
+    put(device, "\nstream\n");
+    device.Write(data.data(), data.size());
+    put(device, "\nendstream\nendobj\n");
+}
+
+}  // namespace
+
+PdfIncrementalUpdate::PdfIncrementalUpdate(PdfMemDocument& document, const std::vector<char>& bytes)
+    : document_(document), bytes_(bytes) {
+    try {
+        loadPdfFromBuffer(document, bytes, true);
+        return;
+    } catch (const PdfError& error) {
+        if (error.GetError() == ePdfError_InvalidPassword) throw PdfUpdateRefused(kPasswordRefusal);
+        if (error.GetError() != ePdfError_CannotEncryptedForUpdate) throw;
+    }
+    VLOG_VERBOSE << "Encrypted PDF: the update is written with the document's own key";
+    try {
+        loadPdfFromBuffer(document, bytes, false);
+    } catch (const PdfError& error) {
+        if (error.GetError() == ePdfError_InvalidPassword) throw PdfUpdateRefused(kPasswordRefusal);
+        throw;
+    }
+    if (document.GetEncrypt() == nullptr) PODOFO_RAISE_ERROR_INFO(ePdfError_InternalLogic, "encryption lost on load");
+    encrypt_.reset(PdfEncrypt::CreatePdfEncrypt(*document.GetEncrypt()));
+
+    // PoDoFo drops the encryption dictionary and any object or cross-reference streams while it
+    // loads and would hand their numbers to new objects; in the file they are still in use.
+    const_cast<PdfVecObjects&>(document.GetObjects()).SetCanReuseObjectNumbers(false);
+    const PdfObject* size = document.GetTrailer()->GetDictionary().GetKey(PdfName::KeySize);
+    originalSize_ = static_cast<pdf_objnum>(std::max<pdf_int64>(
+        size != nullptr && size->IsNumber() ? size->GetNumber() : 0,
+        static_cast<pdf_int64>(document.GetObjects().GetObjectCount())));
+}
+
+PdfIncrementalUpdate::~PdfIncrementalUpdate() = default;
+
+std::string PdfIncrementalUpdate::refusalToStamp() const {
+    if (encrypt_ && !encrypt_->IsEditAllowed()) return "tr{The PDF's permissions forbid changing its pages}";
+    return {};
+}
+
+std::string PdfIncrementalUpdate::refusalToSign() const {
+    // A new signature field is a new form field: that takes both "modify" and "annotate and fill
+    // forms" (filling an existing empty signature field alone would not).
+    if (encrypt_ && !(encrypt_->IsEditAllowed() && encrypt_->IsEditNotesAllowed()))
+        return "tr{The PDF's permissions forbid adding a signature}";
+    return {};
+}
+
+void PdfIncrementalUpdate::write(PdfOutputDevice& device) {
+    if (encrypt_)
+        writeEncryptedUpdate(device);
+    else
+        document_.WriteUpdate(&device, true);
+}
+
+void PdfIncrementalUpdate::writeEncryptedUpdate(PdfOutputDevice& device) {
+    const auto [previous, previousIsStream] = lastCrossReference(bytes_);
+    // Font subsets are cut when the document is written; PoDoFo's own writers do this first too.
+    document_.EmbedSubsetFonts();
+    device.Write(bytes_.data(), bytes_.size());
+    if (!bytes_.empty() && bytes_.back() != '\n' && bytes_.back() != '\r') put(device, "\n");
+
+    const EPdfWriteMode mode = document_.GetWriteMode();
+    const bool metadataEncrypted = encrypt_->IsMetadataEncrypted();
+    std::vector<XrefEntry> entries;
+    pdf_objnum size = originalSize_;
+    for (PdfObject* object : document_.GetObjects()) {
+        const PdfReference& reference = object->Reference();
+        if (!object->IsDirty() && reference.ObjectNumber() < originalSize_) continue;
+        entries.push_back({reference.ObjectNumber(), reference.GenerationNumber(), device.Tell()});
+        size = std::max(size, reference.ObjectNumber() + 1);
+        // Metadata streams stay readable when the file says so (/EncryptMetadata false).
+        const bool plain = !metadataEncrypted && object->IsDictionary() &&
+                           object->GetDictionary().GetKey(PdfName::KeyType) != nullptr &&
+                           object->GetDictionary().GetKey(PdfName::KeyType)->IsName() &&
+                           object->GetDictionary().GetKey(PdfName::KeyType)->GetName() == PdfName("Metadata");
+        encrypt_->SetCurrentReference(reference);
+        object->WriteObject(&device, mode, plain ? nullptr : encrypt_.get());
+    }
+    std::sort(entries.begin(), entries.end(), [](const XrefEntry& a, const XrefEntry& b) { return a.number < b.number; });
+    VLOG_VERBOSE << "Encrypted update: " << entries.size() << " objects";
+
+    PdfDictionary trailer = updateTrailer(*document_.GetTrailer(), size, previous);
+    const size_t xrefOffset = device.Tell();
+    if (previousIsStream) {
+        writeXrefStream(device, entries, trailer, mode);
+    } else {
+        writeXrefTable(device, entries);
+        put(device, "trailer\n");
+        PdfObject(trailer).WriteObject(&device, mode, nullptr);
+        put(device, "\n");
+    }
+    put(device, "startxref\n" + std::to_string(xrefOffset) + "\n%%EOF\n");
+}
+
+}  // namespace Vesk::Crypto
