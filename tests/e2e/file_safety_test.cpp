@@ -114,8 +114,10 @@ TEST_F(FileSafety, AttachedOutputThatIsTheInputUnderAnotherSpelling) {
         if (spelling == "link to file") fs::create_symlink("a.txt", output);
 
         EXPECT_EQ(sign(file, output, "Attached"), answerWith(output));
-        ASSERT_TRUE(fs::exists(file));
-        EXPECT_EQ(signedContent(file), content);
+        EXPECT_TRUE(fs::exists(file));
+        if (fs::exists(file)) {
+            EXPECT_EQ(signedContent(file), content);
+        }
         if (spelling == "link to file") {
             EXPECT_TRUE(fs::is_symlink(output));
             fs::remove(output);
