@@ -391,6 +391,11 @@ TEST_F(FileSafety, OnlyRegularFilesAreDocuments) {
         EXPECT_EQ(sign(path, dir / "out.sgn", "Detached"), json::parse(R"({"data":null,"error":["Не удалось прочитать файл"]})"));
         const json verified = client.requestJson({{"method", "verify"}, {"args", {{"file", b64(path.string())}}}});
         EXPECT_TRUE(verified["data"].is_null() || verified["data"].empty()) << verified.dump();
+        const json extracted = client.requestJson(
+            {{"method", "extract"}, {"args", {{"file", b64(path.string())}, {"provider", "CryptoPRO"}}}});
+        EXPECT_TRUE(extracted["data"].is_null()) << extracted.dump();
+        const json cosigned = sign(path, dir / "out.sig", "Attached", {{"cosign", true}});
+        EXPECT_TRUE(cosigned["data"].is_null()) << cosigned.dump();
     }
     EXPECT_EQ(sign(dir / "pipe.pdf", dir / "out.pdf", "PAdES"), json::parse(R"({"data":null,"error":["tr{Файл не существет!}"]})"));
     // Nor is a FIFO replaced by a saved file: the write fails at once and the FIFO stays.
