@@ -4,15 +4,16 @@
 
 #include <openssl/evp.h>
 
-#include <climits>
-#include <memory>
-#include <stdexcept>
+#include <algorithm>
+#include <array>
+#include <string_view>
 
 namespace Vesk::Crypto {
 namespace base64 {
 namespace {
 
 constexpr size_t kBlockInput = 3 * 16 * 1024;  // whole groups of three, so blocks join without padding
+constexpr size_t kBlockText = 4 * 16 * 1024;   // whole groups of four
 
 size_t encodedSize(size_t size) { return (size + 2) / 3 * 4; }
 
@@ -29,10 +30,6 @@ void appendEncoded(std::string& out, const unsigned char* data, size_t size) {
     }
 }
 
-struct EncodeCtxDeleter {
-    void operator()(EVP_ENCODE_CTX* ctx) const { EVP_ENCODE_CTX_free(ctx); }
-};
-
 }  // namespace
 
 std::string encode(const void* data, size_t size) {
@@ -47,32 +44,46 @@ std::string encode(const std::string& in) {
     return encode(in.data(), in.size());
 }
 
+size_t decodablePrefixLength(const char* text, size_t size) {
+    static const auto alphabet = [] {
+        std::array<bool, 256> table{};
+        for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"))
+            table[static_cast<unsigned char>(c)] = true;
+        return table;
+    }();
+    size_t length = 0;
+    while (length < size && alphabet[static_cast<unsigned char>(text[length])]) ++length;
+    return length;
+}
+
+size_t decodedSize(size_t alphabetCharacters) {
+    const size_t tail = alphabetCharacters % 4;
+    return alphabetCharacters / 4 * 3 + (tail > 1 ? tail - 1 : 0);
+}
+
 std::string decode(const std::string& in) {
     VLOG_VERBOSE << "[F] decode";
-    std::unique_ptr<EVP_ENCODE_CTX, EncodeCtxDeleter> ctx(EVP_ENCODE_CTX_new());
-    if (!ctx) throw std::bad_alloc();
-    EVP_DecodeInit(ctx.get());
-
-    std::string out(in.size() / 4 * 3 + 3, '\0');
+    // OpenSSL decodes whole groups of four; the framing around it (where the text ends, the short
+    // last group) is ours.
+    const size_t length = decodablePrefixLength(in.data(), in.size());
+    const size_t whole = length / 4 * 4;
+    std::string out(decodedSize(length), '\0');
     auto* dest = reinterpret_cast<unsigned char*>(out.data());
     const auto* source = reinterpret_cast<const unsigned char*>(in.data());
-    size_t produced = 0;
-    size_t remaining = in.size();
-    while (remaining > 0) {
-        const int chunk = static_cast<int>(std::min<size_t>(remaining, INT_MAX / 2));
-        int written = 0;
-        const int rc = EVP_DecodeUpdate(ctx.get(), dest + produced, &written, source, chunk);
-        produced += static_cast<size_t>(written);
-        if (rc < 0) {
-            out.resize(produced);
-            return out;
-        }
-        source += chunk;
-        remaining -= static_cast<size_t>(chunk);
+    for (size_t done = 0; done < whole;) {
+        const size_t chunk = std::min(whole - done, kBlockText);
+        EVP_DecodeBlock(dest, source + done, static_cast<int>(chunk));
+        dest += chunk / 4 * 3;
+        done += chunk;
     }
-    int tail = 0;
-    if (EVP_DecodeFinal(ctx.get(), dest + produced, &tail) > 0) produced += static_cast<size_t>(tail);
-    out.resize(produced);
+    if (length - whole > 1) {
+        // Two or three characters stand for one or two bytes; padded, OpenSSL takes them too.
+        unsigned char group[4] = {'=', '=', '=', '='};
+        std::copy(source + whole, source + length, group);
+        unsigned char bytes[3];
+        EVP_DecodeBlock(bytes, group, 4);
+        std::copy(bytes, bytes + (length - whole - 1), dest);
+    }
     return out;
 }
 

@@ -10,8 +10,15 @@ namespace base64 {
 
 std::string encode(const std::string& in);
 std::string encode(const void* data, size_t size);
-// Never fails: text that is not base64 yields the bytes decoded before the first bad character.
+// Never fails. Decoding takes the longest run of alphabet characters at the start and stops at
+// the first other one (a line break or "=" too: padding ends the input), keeping what came
+// before; a last group of two or three characters gives one or two bytes, unpadded or not.
 std::string decode(const std::string& in);
+
+// The length of the leading run of alphabet characters: what `decode` decodes.
+size_t decodablePrefixLength(const char* text, size_t size);
+// The number of bytes that many alphabet characters stand for.
+size_t decodedSize(size_t alphabetCharacters);
 
 // Encodes a stream of bytes piece by piece into one growing text.
 class StreamEncoder {

@@ -8,8 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <fstream>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -17,37 +15,31 @@ namespace fs = std::filesystem;
 namespace Vesk::Crypto::fstools {
 namespace {
 
-// Owns a file descriptor.
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd) : fd_(fd) {}
-    ~FileDescriptor() { close(); }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int get() const { return fd_; }
-    bool valid() const { return fd_ >= 0; }
-    bool close() {
-        if (fd_ < 0) return true;
-        const int rc = ::close(fd_);
-        fd_ = -1;
-        return rc == 0;
+// Reads a whole open file into `out`, growing it when the file grows while it is read.
+template <typename Byte>
+bool readAll(int fd, std::vector<Byte>& out) {
+    static_assert(sizeof(Byte) == 1, "byte vectors only");
+    struct stat info {};
+    if (::fstat(fd, &info) != 0) return false;
+    out.resize(static_cast<size_t>(info.st_size));
+    size_t done = 0;
+    while (done < out.size()) {
+        const ssize_t got = ::read(fd, out.data() + done, out.size() - done);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return false;
+        if (got == 0) break;
+        done += static_cast<size_t>(got);
     }
-
-private:
-    int fd_;
-};
-
-bool writeAll(int fd, const char* data, size_t size) {
-    while (size > 0) {
-        const ssize_t written = ::write(fd, data, size);
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        data += written;
-        size -= static_cast<size_t>(written);
+    out.resize(done);
+    // A file that grew while it was read: the rest too.
+    char more[1 << 14];
+    for (;;) {
+        const ssize_t got = ::read(fd, more, sizeof(more));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return false;
+        if (got == 0) return true;
+        out.insert(out.end(), reinterpret_cast<const Byte*>(more), reinterpret_cast<const Byte*>(more) + got);
     }
-    return true;
 }
 
 }  // namespace
@@ -67,21 +59,8 @@ bool readFileToVector(const fs::path& path, std::vector<Byte>& out) {
         VLOG_DEBUG << "Buffer is not empty, but is cleaned for read";
         out.clear();
     }
-    std::error_code ec;
-    std::ifstream in(path, std::ios::binary);
-    if (fs::is_directory(path, ec) || !in) {
-        VLOG_ERROR << "Open file: " << path.string() << " fault";
-        return false;
-    }
-    in.seekg(0, std::ios::end);
-    const auto size = in.tellg();
-    in.seekg(0, std::ios::beg);
-    if (size < 0) {
-        VLOG_ERROR << "Open file: " << path.string() << " fault";
-        return false;
-    }
-    out.resize(static_cast<size_t>(size));
-    if (size > 0 && !in.read(reinterpret_cast<char*>(out.data()), size)) {
+    const FileDescriptor fd = openRegularFile(path);
+    if (!fd.valid() || !readAll(fd.get(), out)) {
         VLOG_ERROR << "Open file: " << path.string() << " fault";
         out.clear();
         return false;
@@ -107,32 +86,6 @@ template bool readFileToVector<char>(const fs::path&, std::vector<char>&);
 template bool saveVectorToFile<unsigned char>(const fs::path&, const std::vector<unsigned char>&);
 template bool saveVectorToFile<char>(const fs::path&, const std::vector<char>&);
 
-bool writeFileAtomically(const fs::path& path, const void* data, size_t size) {
-    const auto folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-    std::string pattern = (folder / ("." + path.filename().string() + ".tmp-XXXXXX")).string();
-    FileDescriptor fd(::mkstemp(pattern.data()));
-    if (!fd.valid()) return false;
-    const fs::path temporary(pattern);
-
-    bool ok = writeAll(fd.get(), static_cast<const char*>(data), size) && ::fsync(fd.get()) == 0;
-    // A replaced file keeps its permissions; a new one gets the usual ones for the user.
-    struct stat existing {};
-    if (ok && ::stat(path.c_str(), &existing) == 0) {
-        ok = ::fchmod(fd.get(), existing.st_mode & 07777) == 0;
-    } else if (ok) {
-        const mode_t mask = ::umask(0);
-        ::umask(mask);
-        ok = ::fchmod(fd.get(), 0666 & ~mask) == 0;
-    }
-    ok = fd.close() && ok;
-    if (ok) ok = ::rename(temporary.c_str(), path.c_str()) == 0;
-    if (!ok) {
-        std::error_code ec;
-        fs::remove(temporary, ec);
-    }
-    return ok;
-}
-
 bool saveStringToFile(const fs::path& path, std::string& text) {
     std::error_code ec;
     if (path.has_parent_path() && !fs::exists(path.parent_path(), ec)) fs::create_directories(path.parent_path(), ec);
@@ -149,23 +102,25 @@ bool readFileAsBase64(const fs::path& path, std::string& out) {
         VLOG_ERROR << "File not found: " << path.string();
         return false;
     }
-    std::error_code ec;
-    std::ifstream in(path, std::ios::binary);
-    if (fs::is_directory(path, ec) || !in) {
+    const FileDescriptor fd = openRegularFile(path);
+    struct stat info {};
+    if (!fd.valid() || ::fstat(fd.get(), &info) != 0) {
         VLOG_ERROR << "Open file: " << path.string() << " error";
         return false;
     }
     // Read in blocks rather than byte by byte; the text still grows in one output string.
-    const auto size = fs::file_size(path, ec);
-    if (!ec) out.reserve(out.size() + (size + 2) / 3 * 4);
+    out.reserve(out.size() + (static_cast<size_t>(info.st_size) + 2) / 3 * 4);
     base64::StreamEncoder encoder(out);
     std::vector<char> block(1 << 16);
-    while (in.read(block.data(), static_cast<std::streamsize>(block.size())) || in.gcount() > 0) {
-        encoder.update(block.data(), static_cast<size_t>(in.gcount()));
-    }
-    if (in.bad()) {
-        VLOG_ERROR << "Open file: " << path.string() << " error";
-        return false;
+    for (;;) {
+        const ssize_t got = ::read(fd.get(), block.data(), block.size());
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) {
+            VLOG_ERROR << "Open file: " << path.string() << " error";
+            return false;
+        }
+        if (got == 0) break;
+        encoder.update(block.data(), static_cast<size_t>(got));
     }
     encoder.finish();
     return true;

@@ -2,20 +2,25 @@
 // Whole-file reading and writing. Nothing here throws for a missing or unreadable file:
 // each function answers false after one log line.
 
+#include "common/FileDescriptor.h"
+
 #include <filesystem>
 #include <string>
 #include <vector>
 
 namespace Vesk::Crypto::fstools {
 
+// Only regular files (after symlinks are followed) are read: a FIFO, a device or a folder is no
+// document, and reading one could block or never end.
 template <typename Byte>
 bool readFileToVector(const std::filesystem::path& path, std::vector<Byte>& out);
 
 template <typename Byte>
 bool saveVectorToFile(const std::filesystem::path& path, const std::vector<Byte>& data);
 
-// Writes bytes to a temporary file beside the target, then renames it into place, so the
-// target is either left as it was or replaced whole.
+// Replaces the file whole or not at all. A symlink is written through (the link stays a link),
+// a replaced file keeps its owner, mode and hard links, and a kill in the middle leaves no
+// temporary file behind for good. Only a regular file (or no file yet) is ever replaced.
 bool writeFileAtomically(const std::filesystem::path& path, const void* data, size_t size);
 
 bool saveStringToFile(const std::filesystem::path& path, std::string& text);
@@ -24,5 +29,22 @@ bool readFileAsBase64(const std::filesystem::path& path, std::string& out);
 bool saveFileFromBase64(const std::filesystem::path& path, const std::string& b64);
 
 bool pathExists(const std::filesystem::path& path);
+
+// The path with the symlinks of its last component followed: the name a write finally lands on.
+std::filesystem::path followLinks(const std::filesystem::path& path);
+
+// True when both paths name the same file on disk, however they are spelled: the same file when
+// both exist, the same canonical path otherwise. An empty path names no file.
+bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
+
+// True for a regular file once symlinks are followed.
+bool isRegularFile(const std::filesystem::path& path);
+
+// Opens a regular file for reading; never blocks on a FIFO or a device, which give an invalid
+// descriptor like a missing file does.
+FileDescriptor openRegularFile(const std::filesystem::path& path);
+
+// The last `count` bytes of a regular file; false when it is shorter or no regular file.
+bool readFileTail(const std::filesystem::path& path, size_t count, std::string& out);
 
 }  // namespace Vesk::Crypto::fstools

@@ -2,12 +2,12 @@
 
 #include "common/Answer.h"
 #include "common/Base64.h"
+#include "common/FileTools.h"
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
 #include "crypto/SignTypeDeterminator.h"
 #include "document/DefaultSigner.h"
 #include "document/PAdESTypeSigner.h"
-#include "document/StampedPdfCopy.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 
@@ -38,33 +38,53 @@ std::string answerFrom(const RequestApiResultPtr& result, const SignOptions& opt
 
 bool isPdf(const fs::path& file) { return boost::algorithm::iequals(file.extension().string(), ".pdf"); }
 
-// A PDF signed into a signature file gets its stamp first. The stamp goes into a working copy,
-// which is signed; the input is changed only once the signature is written.
+RequestApiResultPtr failure(const std::string& message) {
+    return std::make_shared<RequestApiResult>(RequestApiResult{false, {message}});
+}
+
+// Where a stamped PDF signed detached goes: the original that its signature names, which may be
+// the input itself or a new file, never some other file already there. A refusal text otherwise.
+std::string stampedPdfTarget(const SignOptions& options, fs::path& target) {
+    const fs::path& signature = options.output_file;
+    if (!SignTypeDeterminator::isSignExtension(signature).first)
+        return "tr{Открепленная подпись PDF со штампом должна иметь расширение .sgn, .p7s, .sig или .dat:} " +
+               signature.string();
+    target = signature.parent_path() / signature.stem();
+    if (fstools::isSameFile(target, options.file)) return {};
+    if (fstools::pathExists(target) || fstools::isSameFile(target, signature))
+        return "tr{Рядом с подписью уже есть другой файл, он не будет заменен PDF со штампом:} " + target.string();
+    return {};
+}
+
+// A PDF signed into a signature file gets its stamp first. The stamp is added in memory as an
+// incremental update, and that stamped PDF is what gets signed. For an attached signature it
+// travels inside the signature; for a detached one it is written, once the signature is, to the
+// original that the signature names.
 RequestApiResultPtr signStampedPdf(const std::shared_ptr<ISign>& signer, SignOptions& options,
                                    InternalSignOptions& internal) {
     if (options.watermark.strings.empty()) return DefaultSigner(signer).sign(options, internal);
 
-    StampedPdfCopy copy(options.file);
-    SignOptions stamping = options;
-    stamping.output_file = copy.path();
-    auto result = PAdESTypeSigner(signer).addWatermarkToPdf(stamping, internal);
-    if (result && !result->success) return result;
-
-    SignOptions signing = options;
-    signing.file = copy.path();
-    result = DefaultSigner(signer).sign(signing, internal);
-    if (result && !result->success) return result;
-
-    if (options.attach_type == SignAttachType::Detached) {
-        // The stamped PDF becomes the original that lies beside the signature.
-        if (!copy.keepAs(SignTypeDeterminator::getOriginalOf(options.output_file).value_or(options.file)))
-            return std::make_shared<RequestApiResult>(RequestApiResult{false, {"Не удалось сохранить файл"}});
-    } else if (options.output_file != options.file) {
-        // The attached signature carries the stamped content; the unsigned input goes, as for any file.
-        std::error_code error;
-        if (!fs::remove(options.file, error))
-            return std::make_shared<RequestApiResult>(RequestApiResult{false, {"Не удалось удалить файл"}});
+    const bool detached = options.attach_type == SignAttachType::Detached;
+    fs::path stampedTarget;
+    if (detached) {
+        if (options.output_file.empty()) return failure("Не удалось сохранить файл");
+        const std::string refused = stampedPdfTarget(options, stampedTarget);
+        if (!refused.empty()) {
+            VLOG_ERROR << refused;
+            return failure(refused);
+        }
     }
+
+    std::vector<unsigned char> stamped;
+    {
+        std::vector<char> pdf;
+        if (!fstools::readFileToVector(options.file, pdf)) return failure("Не удалось прочитать файл");
+        const auto result = PAdESTypeSigner(signer).addWatermarkToPdf(pdf, options, internal, stamped);
+        if (result && !result->success) return result;
+    }
+    const auto result = DefaultSigner(signer).signContent(stamped, options, internal);
+    if (result && !result->success) return result;
+    if (detached && !fstools::saveVectorToFile(stampedTarget, stamped)) return failure("Не удалось сохранить файл");
     return result;
 }
 
@@ -74,13 +94,18 @@ std::string signFile(SignOptions& options, InternalSignOptions& internal) {
     try {
         initLogger();
         VLOG_VERBOSE << "[F] signFile";
-        if (options.output_file.empty()) options.output_file = options.file;
+        // Without an output nothing is written, and the input is never taken for it.
         if (options.attach_type == SignAttachType::Detached) {
-            if (options.output_file == options.file) options.output_file += ".sgn";
+            if (fstools::isSameFile(options.output_file, options.file)) {
+                options.output_file = options.file;
+                options.output_file += ".sgn";
+            }
         } else {
             std::string refused = formatRefusal(options.file, "tr{Список форматов подписей входного файла пуст!}",
                                                 "tr{У входного файла существуют прикрепленная и открепленная подписи "
                                                 "одновременно!}");
+            if (refused.empty() && options.output_file.empty())
+                refused = refusal("tr{Список форматов подписей выходного файла пуст!}");
             if (refused.empty())
                 refused = formatRefusal(options.output_file, "tr{Список форматов подписей выходного файла пуст!}",
                                         "tr{У выходного файла существуют прикрепленная и открепленная подписи "
@@ -116,7 +141,6 @@ std::string cosignFile(SignOptions& options, InternalSignOptions& internal) {
     try {
         initLogger();
         VLOG_VERBOSE << "[F] cosignFile";
-        if (options.output_file.empty()) options.output_file = options.file;
         const Formats formats = SignTypeDeterminator::getSignFormats(options.file);
         if (formats.empty()) return refusal("tr{Список форматов подписей файла пуст!}");
         if (SignTypeDeterminator::isMixedSign(formats))

@@ -11,7 +11,6 @@
 
 #include <array>
 #include <cstring>
-#include <fstream>
 
 namespace Vesk::Crypto {
 namespace fs = std::filesystem;
@@ -83,16 +82,14 @@ boost::optional<fs::path> SignTypeDeterminator::getSignFor(const fs::path& file)
 
 bool SignTypeDeterminator::isCpPdfSignFormat(const fs::path& file) {
     VLOG_VERBOSE << "[M] SignTypeDeterminator::isCpPdfSignFormat " << file.string();
-    std::error_code error;
-    if (!isPdf(file) || !fs::exists(file, error)) return false;
+    // Only a regular file is a document (a FIFO named *.pdf must not block the check).
+    if (!isPdf(file) || !fstools::isRegularFile(file)) return false;
 
     // A plain PDF ends with "%%EOF" and one end-of-line byte; a PDF wrapped in a signature message
     // ends with signature data. Exactly the five bytes before the last one are tested.
-    std::ifstream in(file, std::ios::binary);
-    char tail[5] = {0, 0, 0, 0, 0};
-    in.seekg(-6, std::ios::end);
-    if (in) in.read(tail, sizeof(tail));
-    return std::memcmp(tail, "%%EOF", sizeof(tail)) != 0;
+    std::string tail;
+    if (!fstools::readFileTail(file, 6, tail)) tail.assign(6, '\0');
+    return std::memcmp(tail.data(), "%%EOF", 5) != 0;
 }
 
 bool SignTypeDeterminator::isPAdESSignFormat(const fs::path& file) {

@@ -23,9 +23,17 @@ RequestApiResultPtr DefaultSigner::sign(const SignOptions& options, InternalSign
     std::vector<unsigned char> input;
     if (!fstools::readFileToVector(options.file, input)) return failWith(result, "Не удалось прочитать файл");
 
+    return signContent(input, options, internal);
+}
+
+RequestApiResultPtr DefaultSigner::signContent(const std::vector<unsigned char>& input, const SignOptions& options,
+                                               InternalSignOptions& internal) {
+    // Decided before writing: "the same file" means the same file on disk, however it is spelled.
+    const bool outputIsInput = fstools::isSameFile(options.output_file, options.file);
+
     std::vector<unsigned char> output;
-    result = options.cosign ? signer_->addCoSign(input, output, options, internal)
-                            : signer_->signMessage(input, output, options, internal);
+    auto result = options.cosign ? signer_->addCoSign(input, output, options, internal)
+                                 : signer_->signMessage(input, output, options, internal);
     if (!result) result = std::make_shared<RequestApiResult>(RequestApiResult{true, {}});
     // With save_with_errors whatever the signer produced is still written.
     if (!result->success && (!options.save_with_errors || output.empty())) return result;
@@ -34,10 +42,11 @@ RequestApiResultPtr DefaultSigner::sign(const SignOptions& options, InternalSign
     if (!fstools::saveVectorToFile(options.output_file, output)) return failWith(result, "Не удалось сохранить файл");
 
     // An attached signature carries the content, so the unsigned input is dropped, but only once
-    // the signature is safely on disk.
+    // the signature is safely on disk, and never when that would drop the signature itself.
     std::error_code error;
-    const bool removeInput = !options.cosign && options.output_file != options.file &&
-                             options.attach_type == SignAttachType::Attached && fstools::pathExists(options.file);
+    const bool removeInput = !options.cosign && !outputIsInput && options.attach_type == SignAttachType::Attached &&
+                             fstools::pathExists(options.file) &&
+                             !fstools::isSameFile(options.output_file, options.file);
     if (removeInput && !std::filesystem::remove(options.file, error)) return failWith(result, "Не удалось удалить файл");
     return result;
 }

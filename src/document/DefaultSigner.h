@@ -4,6 +4,7 @@
 #include "document/IDocumentSignType.h"
 
 #include <memory>
+#include <vector>
 
 namespace Vesk::Crypto {
 
@@ -14,6 +15,10 @@ public:
     ~DefaultSigner() override = default;
 
     RequestApiResultPtr sign(const SignOptions& options, InternalSignOptions& internal) override;
+    // Signs content already in memory (e.g. a stamped PDF) as if it had been read from
+    // options.file: the output is written and options.file dropped by the same rules.
+    RequestApiResultPtr signContent(const std::vector<unsigned char>& input, const SignOptions& options,
+                                    InternalSignOptions& internal);
 
 private:
     std::shared_ptr<ISign> signer_;

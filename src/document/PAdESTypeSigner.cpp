@@ -13,7 +13,6 @@
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -101,12 +100,6 @@ bool permitted(const std::string& refusal, const RequestApiResultPtr& result) {
     return false;
 }
 
-bool fileExists(const std::filesystem::path& file) {
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    return !error && status.type() != std::filesystem::file_type::not_found;
-}
-
 // Co-signing goes on only when every signature already in the file is valid; the refusal, if any.
 RequestApiResultPtr checkExistingSignatures(const SignOptions& options, RequestApiResultPtr result) {
     const auto verifier = CryptoProviderFactory::getVerifycator(options.provider);
@@ -143,7 +136,8 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
     VLOG_VERBOSE << "[M] PAdESTypeSigner::sign";
     auto result = std::make_shared<RequestApiResult>();
     try {
-        if (!fileExists(options.file)) return fail(result, "tr{Файл не существет!}");
+        // Only a regular file is a document: a FIFO, a device or a folder is answered as missing.
+        if (!fstools::isRegularFile(options.file)) return fail(result, "tr{Файл не существет!}");
         if (options.cosign && !options.cosign_force) {
             if (auto refusal = checkExistingSignatures(options, result)) return refusal;
         }
@@ -206,8 +200,9 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
         std::vector<unsigned char> signature;
         signer_->signMessage(signedBytes, signature, options, internal);
         VLOG_DEBUG << "Created detached sign size: " << signature.size();
-        if (!signature.empty())
-            signDevice.SetSignature(PdfData(reinterpret_cast<const char*>(signature.data()), signature.size()));
+        // Written in every case: an empty signature fills the hole with hex zeros, so the PDF stays
+        // well-formed (and simply unverified) instead of keeping PoDoFo's placeholder.
+        signDevice.SetSignature(PdfData(reinterpret_cast<const char*>(signature.data()), signature.size()));
         signDevice.Flush();
 
         const std::vector<char> signedPdf(buffer.GetBuffer(), buffer.GetBuffer() + signDevice.GetLength());
@@ -235,32 +230,43 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
 
 RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& options, InternalSignOptions& internal) {
     VLOG_VERBOSE << "[M] FileSigner::signPdfFile";
+    std::vector<char> pdf;
+    const bool read = fstools::readFileToVector(options.file, pdf);
+    VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
+
+    auto result = std::make_shared<RequestApiResult>();
+    std::vector<unsigned char> stamped;
+    if (read && !watermarkRequested(options)) {
+        stamped.assign(pdf.begin(), pdf.end());
+    } else {
+        result = addWatermarkToPdf(pdf, options, internal, stamped);
+        if (!result->success) return result;
+    }
+    if (!fstools::saveVectorToFile(options.output_file, stamped)) return fail(result, "tr{Не удалось сохранить файл}");
+    result->success = true;
+    result->errors.clear();
+    return result;
+}
+
+RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(std::vector<char>& pdf, const SignOptions& options,
+                                                       InternalSignOptions& internal,
+                                                       std::vector<unsigned char>& stamped) {
+    VLOG_VERBOSE << "[M] PAdESTypeSigner::addWatermarkToPdf";
     auto result = std::make_shared<RequestApiResult>();
     try {
-        std::vector<char> pdf;
-        const bool read = fstools::readFileToVector(options.file, pdf);
-        VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
-
-        std::vector<char> stamped;
-        if (read && !watermarkRequested(options)) {
-            stamped = std::move(pdf);
-        } else {
-            // An incremental update: the user's bytes are kept as they are, and an encrypted file
-            // keeps its encryption and permissions.
-            PdfMemDocument document;
-            const auto update = openForUpdate(document, pdf, result);
-            if (!update || !permitted(update->refusalToStamp(), result)) return result;
-            result = addWatermarkToPdf(document, options, internal);
-            if (!result->success) return result;
-            PdfRefCountedBuffer buffer;
-            PdfOutputDevice output(&buffer);
-            const bool written = runWatermarkStep(result, [&] { update->write(output); });
-            if (!written) return result;
-            stamped.assign(buffer.GetBuffer(), buffer.GetBuffer() + output.GetLength());
-        }
-        if (!fstools::saveVectorToFile(options.output_file, stamped)) return fail(result, "tr{Не удалось сохранить файл}");
-        result->success = true;
-        result->errors.clear();
+        // Stamped as an incremental update: the earlier bytes, and the signatures over them, stay;
+        // an encrypted file keeps its encryption and permissions.
+        startUpdateOnNewLine(pdf);
+        PdfMemDocument document;
+        const auto update = openForUpdate(document, pdf, result);
+        if (!update || !permitted(update->refusalToStamp(), result)) return result;
+        result = addWatermarkToPdf(document, options, internal);
+        if (!result->success) return result;
+        PdfRefCountedBuffer buffer;
+        PdfOutputDevice output(&buffer);
+        const bool written = runWatermarkStep(result, [&] { update->write(output); });
+        if (!written) return result;
+        stamped.assign(buffer.GetBuffer(), buffer.GetBuffer() + output.GetLength());
         return result;
     } catch (const std::exception& error) {
         VLOG_ERROR << "Error on create watermark: " << error.what();

@@ -9,6 +9,7 @@
 #include <podofo/podofo.h>
 
 #include <memory>
+#include <vector>
 
 namespace Vesk::Crypto {
 
@@ -25,6 +26,11 @@ public:
     // (the input is never changed). Without watermark lines the input's bytes are copied as
     // they are.
     RequestApiResultPtr addWatermarkToPdf(const SignOptions& options, InternalSignOptions& internal);
+    // Stamps the watermark on a PDF in memory as an incremental update: `stamped` is the PDF's
+    // bytes followed by the update, so signatures already in it stay valid. A PDF that ends
+    // right after "%%EOF" gains an end-of-line first, so that the update starts on its own line.
+    RequestApiResultPtr addWatermarkToPdf(std::vector<char>& pdf, const SignOptions& options,
+                                          InternalSignOptions& internal, std::vector<unsigned char>& stamped);
     // Stamps the watermark on the pages of a loaded document that options.watermark.page
     // selects: -1 the last page, -2 every page, otherwise that page index.
     RequestApiResultPtr addWatermarkToPdf(PoDoFo::PdfMemDocument& document, const SignOptions& options,

@@ -14,6 +14,11 @@ std::string executeCommandsFromFile(const std::string& path) {
         VLOG_ERROR << "File: " << path << " is not exists!";
         return {};
     }
+    // Only a regular file is read: a FIFO would block the host.
+    if (!fstools::isRegularFile(path)) {
+        VLOG_ERROR << "File: " << path << " is not a regular file!";
+        return {};
+    }
     std::ifstream in(path, std::ios::binary);
     std::string answers;
     std::string line;

@@ -1,0 +1,173 @@
+// Replacing a user's file safely: whole or not at all, through symlinks, keeping owner, mode and
+// hard links, and leaving no temporary file behind after a kill.
+
+#include "common/FileTools.h"
+#include "common/Logging.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace Vesk::Crypto::fstools {
+namespace {
+
+enum class Outcome { Written, NoTemporary, Failed };
+
+fs::path folderOf(const fs::path& file) { return file.has_parent_path() ? file.parent_path() : fs::path("."); }
+
+bool permissionDenied(int error) { return error == EACCES || error == EPERM || error == EROFS; }
+
+// Our temporaries are named ".NAME.vesk-PID-RANDOM": the PID tells whether their writer still runs.
+std::string temporaryPrefix(const fs::path& target) { return "." + target.filename().string() + ".vesk-"; }
+
+fs::path temporaryName(const fs::path& target) {
+    static const char alphabet[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    thread_local std::mt19937_64 generator{std::random_device{}()};
+    std::string suffix(10, '0');
+    for (char& c : suffix) c = alphabet[generator() % (sizeof(alphabet) - 1)];
+    return folderOf(target) / (temporaryPrefix(target) + std::to_string(::getpid()) + "-" + suffix);
+}
+
+// Removes the temporaries of ours for this target whose writer was killed before it could.
+void removeStaleTemporaries(const fs::path& target) {
+    const std::string prefix = temporaryPrefix(target);
+    std::error_code error;
+    for (fs::directory_iterator it(folderOf(target), error), end; !error && it != end; it.increment(error)) {
+        const std::string name = it->path().filename().string();
+        if (name.compare(0, prefix.size(), prefix) != 0) continue;
+        char* rest = nullptr;
+        const long pid = std::strtol(name.c_str() + prefix.size(), &rest, 10);
+        if (pid <= 0 || rest == nullptr || *rest != '-' || pid == ::getpid()) continue;
+        struct stat info {};
+        if (::lstat(it->path().c_str(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != ::geteuid()) continue;
+        if (::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH) continue;  // its writer still runs
+        VLOG_INFO << "Removing a temporary file left by a stopped writer: " << it->path().string();
+        ::unlink(it->path().c_str());
+    }
+}
+
+bool writeAll(int fd, const char* data, size_t size, off_t offset = -1) {
+    while (size > 0) {
+        const ssize_t written = offset < 0 ? ::write(fd, data, size) : ::pwrite(fd, data, size, offset);
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data += written;
+        size -= static_cast<size_t>(written);
+        if (offset >= 0) offset += written;
+    }
+    return true;
+}
+
+void syncFolder(const fs::path& folder) {
+    const FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fd.valid()) ::fsync(fd.get());
+}
+
+// Rewrites the file itself, for the cases a new file cannot stand in for it: other hard links
+// must see the new content, or the folder or the owner cannot be written. The space is reserved
+// first, so a full disk fails before the old content is touched.
+bool rewriteInPlace(const fs::path& target, const struct stat& existing, const char* data, size_t size) {
+    const FileDescriptor fd(::open(target.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    struct stat info {};
+    if (!fd.valid() || ::fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_dev != existing.st_dev ||
+        info.st_ino != existing.st_ino)
+        return false;
+#ifdef FALLOC_FL_KEEP_SIZE
+    if (size > 0 && ::fallocate(fd.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) != 0 && errno == ENOSPC)
+        return false;
+#endif
+    return writeAll(fd.get(), data, size, 0) && ::ftruncate(fd.get(), static_cast<off_t>(size)) == 0 &&
+           ::fsync(fd.get()) == 0;
+}
+
+// Writes the content into a new file in the target's folder and puts it in the target's place.
+// The new file is unnamed (O_TMPFILE) until it is whole, so a kill leaves nothing behind;
+// where the system has no unnamed files, it is named as a temporary of ours.
+Outcome replaceThroughTemporary(const fs::path& target, const struct stat* existing, const char* data, size_t size,
+                                bool unnamed) {
+    const fs::path folder = folderOf(target);
+    fs::path temporary;
+    FileDescriptor fd;
+#ifdef O_TMPFILE
+    if (unnamed) {
+        fd = FileDescriptor(::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
+        if (!fd.valid() && permissionDenied(errno)) return Outcome::NoTemporary;
+    }
+#else
+    unnamed = false;
+#endif
+    if (!fd.valid()) {
+        unnamed = false;
+        temporary = temporaryName(target);
+        fd = FileDescriptor(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+        if (!fd.valid()) return permissionDenied(errno) ? Outcome::NoTemporary : Outcome::Failed;
+    }
+    const auto fail = [&](Outcome outcome) {
+        if (!temporary.empty()) ::unlink(temporary.c_str());
+        return outcome;
+    };
+
+    if (!writeAll(fd.get(), data, size)) return fail(Outcome::Failed);
+    if (existing != nullptr) {
+        // The owner first: changing it clears set-user-ID bits, which the mode then restores.
+        struct stat mine {};
+        if (::fstat(fd.get(), &mine) != 0) return fail(Outcome::Failed);
+        if ((mine.st_uid != existing->st_uid || mine.st_gid != existing->st_gid) &&
+            ::fchown(fd.get(), existing->st_uid, existing->st_gid) != 0)
+            return fail(Outcome::NoTemporary);
+        if (::fchmod(fd.get(), existing->st_mode & 07777) != 0) return fail(Outcome::Failed);
+    }
+    if (::fsync(fd.get()) != 0) return fail(Outcome::Failed);
+
+    if (unnamed) {
+        const std::string self = "/proc/self/fd/" + std::to_string(fd.get());
+        // A new file takes its name at once, whole; an existing one is replaced by a rename.
+        if (existing == nullptr && ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, target.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+            syncFolder(folder);
+            return Outcome::Written;
+        }
+        temporary = temporaryName(target);
+        if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+            temporary.clear();
+            fd.close();
+            return replaceThroughTemporary(target, existing, data, size, false);  // no /proc: a named one
+        }
+    }
+    if (!fd.close() || ::rename(temporary.c_str(), target.c_str()) != 0) return fail(Outcome::Failed);
+    syncFolder(folder);
+    return Outcome::Written;
+}
+
+}  // namespace
+
+bool writeFileAtomically(const fs::path& path, const void* data, size_t size) {
+    if (path.empty()) return false;
+    const fs::path target = followLinks(path);  // the link stays a link; its file gets the content
+    const char* bytes = static_cast<const char*>(data);
+    struct stat existing {};
+    const bool exists = ::stat(target.c_str(), &existing) == 0;
+    if (!exists && errno != ENOENT) return false;
+    if (exists && !S_ISREG(existing.st_mode)) {
+        VLOG_ERROR << "Not a regular file, left as it is: " << target.string();
+        return false;
+    }
+    if (exists && existing.st_nlink > 1) return rewriteInPlace(target, existing, bytes, size);
+
+    removeStaleTemporaries(target);
+    const Outcome outcome = replaceThroughTemporary(target, exists ? &existing : nullptr, bytes, size, true);
+    if (outcome == Outcome::NoTemporary && exists) return rewriteInPlace(target, existing, bytes, size);
+    return outcome == Outcome::Written;
+}
+
+}  // namespace Vesk::Crypto::fstools

@@ -1,0 +1,461 @@
+// The user's files through the module: a file named another way, links, owners, base64 texts,
+// stamped PDFs, failed signings, missing outputs, things that are no files, and a kill in the
+// middle of a write. Judged by openssl, qpdf, pdfsig, python3 and the file system itself.
+
+#include "ModuleClient.h"
+#include "SignedInputs.h"
+
+#include "support/Process.h"
+#include "support/TempHome.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <fstream>
+#include <mutex>
+#include <set>
+#include <thread>
+
+extern char** environ;
+
+using namespace vesk::test;
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string q(const fs::path& path) { return shellQuote(path.string()); }
+
+std::set<std::string> namesIn(const fs::path& folder) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename().string());
+    return names;
+}
+
+struct stat statOf(const fs::path& path) {
+    struct stat info {};
+    EXPECT_EQ(::lstat(path.c_str(), &info), 0) << path;
+    return info;
+}
+
+class FileSafety : public ::testing::Test {
+protected:
+    void SetUp() override {
+        useCadesLibrary(CADES_EMULATOR_PATH);
+        dir = makeTempDir("safety");
+        scratch = makeTempDir("scratch");
+    }
+
+    json signInfo(const std::string& attachType, json extra = json::object()) {
+        json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(kIvanov)}};
+        info.update(extra);
+        return info;
+    }
+    json sign(const fs::path& file, const fs::path& output, const std::string& attachType, json extra = json::object()) {
+        return client.requestJson({{"method", "sign"},
+                                   {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())},
+                                             {"sign_info", signInfo(attachType, extra)}}}});
+    }
+    json saveFile(const fs::path& file, const std::string& base64Text) {
+        return client.requestJson(
+            {{"method", "save_file"}, {"args", {{"file", b64(file.string())}, {"data", base64Text}}}});
+    }
+    fs::path text(const std::string& name, const std::string& content) {
+        writeBytes(dir / name, content);
+        return dir / name;
+    }
+    // openssl's verdict on a signature, trusting the test PKI; the signed content lands in `out`.
+    bool opensslVerifies(const fs::path& signature, const fs::path& content = {}, const fs::path& out = "/dev/null") {
+        std::string output;
+        const int status = openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " +
+                                       q(pki("pem/trusted.pem")) + " -out " + q(out) +
+                                       (content.empty() ? "" : " -content " + q(content)),
+                                   &output);
+        EXPECT_EQ(status, 0) << output;
+        return status == 0;
+    }
+    // The content of an attached signature, as openssl reads it.
+    std::string signedContent(const fs::path& signature) {
+        const fs::path out = scratch / "content";
+        return opensslVerifies(signature, {}, out) ? readFile(out) : "<not verified>";
+    }
+
+    ModuleClient client;
+    fs::path dir;
+    fs::path scratch;  // the tests' own files, apart from the user's folder
+};
+
+json answerWith(const fs::path& path) { return {{"data", b64(path.string())}, {"error", nullptr}}; }
+
+}  // namespace
+
+// An attached signing whose output names the input another way writes the signature over the
+// input and removes nothing: the signature holds the content.
+TEST_F(FileSafety, AttachedOutputThatIsTheInputUnderAnotherSpelling) {
+    fs::create_directory_symlink(dir, dir.parent_path() / (dir.filename().string() + "-link"));
+    const fs::path linkedFolder = dir.parent_path() / (dir.filename().string() + "-link");
+    for (const std::string spelling : {"dot", "dotdot", "linked folder", "link to file"}) {
+        SCOPED_TRACE(spelling);
+        const std::string content = "Договор поставки, " + spelling;
+        const fs::path file = text("a.txt", content);
+        fs::path output = spelling == "dot"      ? dir / "." / "a.txt"
+                          : spelling == "dotdot" ? dir / ".." / dir.filename() / "a.txt"
+                          : spelling == "linked folder" ? linkedFolder / "a.txt"
+                                                        : dir / "alias.txt";
+        if (spelling == "link to file") fs::create_symlink("a.txt", output);
+
+        EXPECT_EQ(sign(file, output, "Attached"), answerWith(output));
+        EXPECT_TRUE(fs::exists(file));
+        if (fs::exists(file)) {
+            EXPECT_EQ(signedContent(file), content);
+        }
+        if (spelling == "link to file") {
+            EXPECT_TRUE(fs::is_symlink(output));
+            fs::remove(output);
+        }
+        fs::remove(file);
+    }
+    fs::remove(linkedFolder);
+}
+
+// A detached signing whose output is the input another way goes beside the input as NAME.sgn;
+// a signature written through a symlink leaves the link a link.
+TEST_F(FileSafety, DetachedOutputThatIsTheInputAndOutputsThroughLinks) {
+    const fs::path file = text("act.txt", "Акт");
+    EXPECT_EQ(sign(file, dir / "." / "act.txt", "Detached"), answerWith(dir / "act.txt.sgn"));
+    EXPECT_EQ(readFile(file), "Акт");
+    EXPECT_TRUE(opensslVerifies(dir / "act.txt.sgn", file));
+
+    const fs::path store = makeTempDir("store");
+    writeBytes(store / "act.txt.p7s", "old signature");
+    fs::create_symlink(store / "act.txt.p7s", dir / "act.txt.p7s");
+    fs::remove(dir / "act.txt.sgn");
+    EXPECT_EQ(sign(file, dir / "act.txt.p7s", "Detached"), answerWith(dir / "act.txt.p7s"));
+    EXPECT_TRUE(fs::is_symlink(dir / "act.txt.p7s"));
+    EXPECT_TRUE(opensslVerifies(store / "act.txt.p7s", file));
+}
+
+// save_file and signatures replace a file keeping its other names, its owner and its mode, and
+// still succeed where only the file (not its folder) may be written.
+TEST_F(FileSafety, ReplacedFilesKeepHardLinksOwnerAndMode) {
+    const fs::path file = text("doc.txt", "old");
+    fs::create_hard_link(file, dir / "other-name.txt");
+    const ino_t inode = statOf(file).st_ino;
+    EXPECT_EQ(saveFile(file, b64("new content")), json::parse(R"({"data":true,"error":null})"));
+    EXPECT_EQ(readFile(dir / "other-name.txt"), "new content");
+    EXPECT_EQ(statOf(file).st_ino, inode);
+    EXPECT_EQ(statOf(file).st_nlink, 2u);
+
+    // An attached signature over a hard-linked output: both names hold the signature.
+    const fs::path input = text("input.txt", "подписываемое");
+    EXPECT_EQ(sign(input, file, "Attached"), answerWith(file));
+    EXPECT_EQ(signedContent(dir / "other-name.txt"), "подписываемое");
+    EXPECT_FALSE(fs::exists(input));
+
+    const fs::path owned = text("owned.txt", "old");
+    ASSERT_EQ(::chmod(owned.c_str(), 0604), 0);
+    const bool root = ::geteuid() == 0;
+    if (root) {
+        ASSERT_EQ(::chown(owned.c_str(), 4321, 4322), 0);
+    }
+    EXPECT_EQ(saveFile(owned, b64("new")).at("data"), true);
+    EXPECT_EQ(readFile(owned), "new");
+    EXPECT_EQ(statOf(owned).st_mode & 07777, 0604u);
+    if (root) {
+        EXPECT_EQ(statOf(owned).st_uid, 4321u);
+        EXPECT_EQ(statOf(owned).st_gid, 4322u);
+    }
+    EXPECT_EQ(namesIn(dir), (std::set<std::string>{"doc.txt", "other-name.txt", "owned.txt"}));
+}
+
+TEST_F(FileSafety, FileWritableInAFolderThatIsNot) {
+    const fs::path folder = makeTempDir("locked");
+    const fs::path file = folder / "shared.txt";
+    writeBytes(file, "old");
+    ASSERT_EQ(::chmod(file.c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
+    // Root may write any folder, so the writer drops to an unprivileged user in a child process.
+    const bool root = ::geteuid() == 0;
+    if (!root) {
+        ASSERT_EQ(::chmod(folder.c_str(), 0555), 0);
+    }
+    client.request(R"({"method":"version","args":{}})");  // the module and its log are set up before the fork
+    fs::permissions(tempHome(), fs::perms::others_exec, fs::perm_options::add);  // the way in
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (root && (::setgid(65534) != 0 || ::setuid(65534) != 0)) ::_exit(3);
+        if (::access(folder.c_str(), W_OK) == 0) ::_exit(4);  // the folder must really be closed
+        ::_exit(saveFile(file, b64("new")) == json::parse(R"({"data":true,"error":null})") ? 0 : 1);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    ::chmod(folder.c_str(), 0755);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(readFile(file), "new");
+    EXPECT_EQ(namesIn(folder), std::set<std::string>{"shared.txt"});
+}
+
+// Temporaries of ours left by a writer that was killed go with the next write of that file;
+// those of a writer still running stay.
+TEST_F(FileSafety, StaleTemporariesOfKilledWritersAreCleaned) {
+    const pid_t gone = ::fork();
+    if (gone == 0) ::_exit(0);
+    ::waitpid(gone, nullptr, 0);
+    const std::string stale = ".doc.txt.vesk-" + std::to_string(gone) + "-abcdefghij";
+    const std::string running = ".doc.txt.vesk-" + std::to_string(::getppid()) + "-abcdefghij";
+    text(stale, "half");
+    text(running, "in progress");
+    text(".doc.txt.vesk-notapid", "not ours");
+    EXPECT_EQ(saveFile(dir / "doc.txt", b64("content")).at("data"), true);
+    EXPECT_EQ(namesIn(dir), (std::set<std::string>{"doc.txt", running, ".doc.txt.vesk-notapid"}));
+}
+
+// Base64 texts decode to every byte they carry, as an independent decoder (python3) reads them.
+TEST_F(FileSafety, UnpaddedBase64KeepsEveryByte) {
+    std::string content;
+    for (int i = 0; i < 100; ++i) content += static_cast<char>(i * 37 + 11);
+    std::string unpadded = b64(content);
+    unpadded.erase(unpadded.find('='));
+    ASSERT_EQ(unpadded.size() % 4, 2u);
+    writeBytes(dir / "text.b64", unpadded);
+    const auto python = runCommand("python3 -c \"import base64,sys; t=open(sys.argv[1]).read(); "
+                                   "open(sys.argv[2],'wb').write(base64.b64decode(t + '=' * (-len(t) % 4)))\" " +
+                                   q(dir / "text.b64") + " " + q(dir / "expected.bin"));
+    ASSERT_EQ(python.exitCode, 0);
+
+    EXPECT_EQ(saveFile(dir / "saved.bin", unpadded).at("data"), true);
+    EXPECT_EQ(runCommand("cmp " + q(dir / "saved.bin") + " " + q(dir / "expected.bin")).exitCode, 0);
+    EXPECT_EQ(fs::file_size(dir / "saved.bin"), 100u);
+
+    // Decoding stops at the first character outside the alphabet and keeps what came before.
+    EXPECT_EQ(saveFile(dir / "ab", "YWI").at("data"), true);
+    EXPECT_EQ(readFile(dir / "ab"), "ab");
+    EXPECT_EQ(saveFile(dir / "abc", "YWJj*ZGVm").at("data"), true);
+    EXPECT_EQ(readFile(dir / "abc"), "abc");
+    EXPECT_EQ(saveFile(dir / "line", "YWJj\nZGVm").at("data"), true);
+    EXPECT_EQ(readFile(dir / "line"), "abc");
+    // Padding ends the input.
+    EXPECT_EQ(saveFile(dir / "padded", "YWI=ZGVm").at("data"), true);
+    EXPECT_EQ(readFile(dir / "padded"), "ab");
+
+    // Inline data signed in full.
+    const json answer =
+        client.requestJson({{"method", "sign"}, {"args", {{"document", unpadded}, {"sign_info", signInfo("Attached")}}}});
+    ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
+    writeBytes(dir / "inline.p7s", unb64(answer["data"]));
+    ASSERT_TRUE(opensslVerifies(dir / "inline.p7s", {}, dir / "signed.bin"));
+    EXPECT_EQ(runCommand("cmp " + q(dir / "signed.bin") + " " + q(dir / "expected.bin")).exitCode, 0);
+}
+
+// A stamped PDF signed detached: the stamp is an incremental update, so a signature already in
+// the PDF stays valid; the stamped PDF goes only to the original its signature names.
+TEST_F(FileSafety, StampedPdfSignedDetached) {
+    const json stamp = {{"watermark", {{"strings", {{{"text", "Подписано ЭП"}}}}, {"page", -1}}}};
+    makePdf(dir / "plain.pdf");
+    pdfsigSign(dir / "plain.pdf", dir / "report.pdf", "Approval");
+    const std::string before = readFile(dir / "report.pdf");
+
+    EXPECT_EQ(sign(dir / "report.pdf", dir / "." / "report.pdf", "Detached", stamp), answerWith(dir / "report.pdf.sgn"));
+    const std::string after = readFile(dir / "report.pdf");
+    EXPECT_GT(after.size(), before.size());
+    EXPECT_EQ(after.compare(0, before.size(), before), 0) << "the earlier revision changed";
+    const std::string listing = runCommand("pdfsig " + q(dir / "report.pdf") + " 2>&1").output;
+    EXPECT_NE(listing.find("Signature Field Name: Approval"), std::string::npos) << listing;
+    EXPECT_NE(listing.find("Signature Validation: Signature is Valid."), std::string::npos) << listing;
+    EXPECT_EQ(runCommand("qpdf --check " + q(dir / "report.pdf") + " >/dev/null 2>&1").exitCode, 0);
+    EXPECT_NE(runCommand("pdftotext " + q(dir / "report.pdf") + " -").output.find("Подписано ЭП"), std::string::npos);
+    EXPECT_TRUE(opensslVerifies(dir / "report.pdf.sgn", dir / "report.pdf"));
+
+    // Into another folder, where a different doc.pdf already lies: refused before anything is written.
+    const fs::path a = makeTempDir("a");
+    const fs::path b = makeTempDir("b");
+    makePdf(a / "doc.pdf");
+    const std::string input = readFile(a / "doc.pdf");
+    writeBytes(b / "doc.pdf", "someone else's PDF");
+    const json refused = sign(a / "doc.pdf", b / "doc.pdf.sgn", "Detached", stamp);
+    EXPECT_TRUE(refused["data"].is_null()) << refused.dump();
+    EXPECT_EQ(refused["error"],
+              json::array({"tr{Рядом с подписью уже есть другой файл, он не будет заменен PDF со штампом:} " +
+                           (b / "doc.pdf").string()}));
+    EXPECT_EQ(readFile(b / "doc.pdf"), "someone else's PDF");
+    EXPECT_EQ(readFile(a / "doc.pdf"), input);
+    EXPECT_EQ(namesIn(b), std::set<std::string>{"doc.pdf"});
+
+    // With no doc.pdf there, the stamped PDF becomes the original beside its signature.
+    fs::remove(b / "doc.pdf");
+    EXPECT_EQ(sign(a / "doc.pdf", b / "doc.pdf.sgn", "Detached", stamp), answerWith(b / "doc.pdf.sgn"));
+    EXPECT_EQ(readFile(a / "doc.pdf"), input);
+    EXPECT_TRUE(opensslVerifies(b / "doc.pdf.sgn", b / "doc.pdf"));
+    EXPECT_EQ(readFile(b / "doc.pdf").compare(0, input.size(), input), 0);
+
+    // A signature name that names no original: refused, the answer never names a PDF as a signature.
+    const json noExtension = sign(a / "doc.pdf", b / "signature.bin", "Detached", stamp);
+    EXPECT_TRUE(noExtension["data"].is_null()) << noExtension.dump();
+    EXPECT_EQ(noExtension["error"],
+              json::array({"tr{Открепленная подпись PDF со штампом должна иметь расширение .sgn, .p7s, .sig или "
+                           ".dat:} " + (b / "signature.bin").string()}));
+    EXPECT_FALSE(fs::exists(b / "signature.bin"));
+    EXPECT_EQ(readFile(a / "doc.pdf"), input);
+    EXPECT_EQ(namesIn(a), std::set<std::string>{"doc.pdf"});
+}
+
+// A failed PAdES signing still answers success and writes the PDF (as it always has), but its
+// signature hole holds hex zeros: the PDF is well-formed and its signature reads as not verified.
+TEST_F(FileSafety, FailedPadesSigningLeavesAWellFormedPdf) {
+    makePdf(dir / "contract.pdf");
+    const std::string input = readFile(dir / "contract.pdf");
+    const std::vector<std::pair<std::string, json>> failures = {
+        {"unknown certificate", {{"search_string", b64("no such certificate")}}},
+        {"X-Long without a time-stamp address", {{"cades_type", "CadesXLongType1"}}}};
+    for (const auto& [name, extra] : failures) {
+        SCOPED_TRACE(name);
+        const fs::path output = dir / "signed.pdf";
+        EXPECT_EQ(sign(dir / "contract.pdf", output, "PAdES", extra), answerWith(output));
+        const std::string pdf = readFile(output);
+        EXPECT_EQ(pdf.compare(0, input.size(), input), 0);
+        // The hole lies between the ranges that the signature covers.
+        const auto range = pdf.find("/ByteRange", input.size());
+        ASSERT_NE(range, std::string::npos);
+        size_t a = 0, b = 0, c = 0, d = 0;
+        ASSERT_EQ(std::sscanf(pdf.c_str() + range, "/ByteRange [ %zu %zu %zu %zu", &a, &b, &c, &d), 4);
+        ASSERT_TRUE(b < c && c <= pdf.size() && pdf[b] == '<' && pdf[c - 1] == '>');
+        EXPECT_EQ(pdf.find_first_not_of('0', b + 1), c - 1) << pdf.substr(b, 80);
+        const auto qpdf = runCommand("qpdf --check " + q(output) + " 2>&1");
+        EXPECT_EQ(qpdf.exitCode, 0) << qpdf.output;
+        const json verified = client.requestJson({{"method", "verify"}, {"args", {{"file", b64(output.string())}}}});
+        // Zeros are no signature message: the signature is reported as not verified, nothing more.
+        EXPECT_EQ(verified, json::parse(R"({"data":null,"error":["ASN1 bad tag value met."]})"));
+        fs::remove(output);
+    }
+}
+
+// Without an output nothing is written and the input stays as it was.
+TEST_F(FileSafety, EmptyOrMissingOutputWritesNothing) {
+    const fs::path file = text("doc.txt", "content");
+    opensslSign(file, dir / "signed.p7s", "user_gost256", false);
+    const std::string signature = readFile(dir / "signed.p7s");
+    for (const bool missing : {false, true}) {
+        SCOPED_TRACE(missing ? "missing" : "empty");
+        const auto request = [&](const fs::path& input, json info) {
+            json args = {{"file", b64(input.string())}, {"sign_info", info}};
+            if (!missing) args["output_file"] = "";
+            return client.requestJson({{"method", "sign"}, {"args", args}});
+        };
+        EXPECT_EQ(request(file, signInfo("Attached")),
+                  json::parse(R"({"data":null,"error":"tr{Список форматов подписей выходного файла пуст!}"})"));
+        EXPECT_EQ(request(file, signInfo("Detached")), json::parse(R"({"data":null,"error":["Не удалось сохранить файл"]})"));
+        EXPECT_EQ(request(dir / "signed.p7s", signInfo("Attached", {{"cosign", true}, {"search_string", b64(kPetrova)}})),
+                  json::parse(R"({"data":null,"error":["Не удалось сохранить файл"]})"));
+        EXPECT_EQ(readFile(file), "content");
+        EXPECT_EQ(readFile(dir / "signed.p7s"), signature);
+        EXPECT_EQ(namesIn(dir), (std::set<std::string>{"doc.txt", "signed.p7s"}));
+    }
+}
+
+// A FIFO, a device and a folder are no documents: each method answers at once as for a missing file.
+TEST_F(FileSafety, OnlyRegularFilesAreDocuments) {
+    ASSERT_EQ(::mkfifo((dir / "pipe.txt").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo((dir / "pipe.pdf").c_str(), 0600), 0);
+    fs::create_directory(dir / "folder.txt");
+    // Should a reader block on a FIFO, a writer opening it after a while lets the test go on and fail.
+    std::mutex mutex;
+    std::condition_variable finished;
+    bool done = false;
+    std::thread unblocker([&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        while (!finished.wait_for(lock, std::chrono::seconds(5), [&] { return done; })) {
+            for (const char* name : {"pipe.txt", "pipe.pdf"}) {
+                const int fd = ::open((dir / name).c_str(), O_WRONLY | O_NONBLOCK);
+                if (fd >= 0) ::close(fd);
+            }
+        }
+    });
+    const auto started = std::chrono::steady_clock::now();
+
+    for (const fs::path& path : {dir / "pipe.txt", fs::path("/dev/zero"), dir / "folder.txt"}) {
+        SCOPED_TRACE(path.string());
+        EXPECT_EQ(client.request(json{{"method", "get_file_on_base64"}, {"args", {{"file", b64(path.string())}}}}.dump()),
+                  R"({"data":null,"error":["tr{Error convert to base64}"]})");
+        EXPECT_EQ(sign(path, dir / "out.sig", "Attached"), json::parse(R"({"data":null,"error":["Не удалось прочитать файл"]})"));
+        EXPECT_EQ(sign(path, dir / "out.sgn", "Detached"), json::parse(R"({"data":null,"error":["Не удалось прочитать файл"]})"));
+        const json verified = client.requestJson({{"method", "verify"}, {"args", {{"file", b64(path.string())}}}});
+        EXPECT_TRUE(verified["data"].is_null() || verified["data"].empty()) << verified.dump();
+        const json extracted = client.requestJson(
+            {{"method", "extract"}, {"args", {{"file", b64(path.string())}, {"provider", "CryptoPRO"}}}});
+        EXPECT_TRUE(extracted["data"].is_null()) << extracted.dump();
+        const json cosigned = sign(path, dir / "out.sig", "Attached", {{"cosign", true}});
+        EXPECT_TRUE(cosigned["data"].is_null()) << cosigned.dump();
+    }
+    EXPECT_EQ(sign(dir / "pipe.pdf", dir / "out.pdf", "PAdES"), json::parse(R"({"data":null,"error":["tr{Файл не существет!}"]})"));
+    // Nor is a FIFO replaced by a saved file: the write fails at once and the FIFO stays.
+    EXPECT_EQ(saveFile(dir / "pipe.txt", b64("x")).at("data"), nullptr);
+    EXPECT_TRUE(fs::is_fifo(dir / "pipe.txt"));
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(4));
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        done = true;
+    }
+    finished.notify_all();
+    unblocker.join();
+    EXPECT_EQ(namesIn(dir), (std::set<std::string>{"pipe.txt", "pipe.pdf", "folder.txt"}));
+}
+
+// A large signing killed while it writes its output: the input is intact and the folder holds
+// nothing else, since the output is unnamed until it is whole.
+TEST_F(FileSafety, KillDuringALargeSigningLeavesNoTrace) {
+    const fs::path input = dir / "big.bin";
+    {
+        std::ofstream out(input, std::ios::binary);
+        std::string block(1 << 20, '\0');
+        for (int mib = 0; mib < 200; ++mib) {
+            for (size_t i = 0; i < block.size(); i += 4096) block[i] = static_cast<char>(mib + i / 4096);
+            out.write(block.data(), static_cast<std::streamsize>(block.size()));
+        }
+    }
+    const std::string digest = runCommand("sha256sum < " + q(input)).output;
+    const std::string request = json{{"method", "sign"},
+                                     {"args", {{"file", b64(input.string())},
+                                               {"output_file", b64((dir / "big-signed.sig").string())},
+                                               {"sign_info", signInfo("Attached")}}}}
+                                    .dump();
+    const std::string cli = VESK_CLI_PATH;
+    char* argv[] = {const_cast<char*>(cli.c_str()), const_cast<char*>(request.c_str()), nullptr};
+    pid_t pid = 0;
+    ASSERT_EQ(::posix_spawn(&pid, cli.c_str(), nullptr, nullptr, argv, environ), 0);
+
+    // Killed once it holds a file open in the folder that is not the input: the output being written.
+    const fs::path fds = fs::path("/proc") / std::to_string(pid) / "fd";
+    bool writing = false;
+    for (int attempt = 0; attempt < 60000 && !writing; ++attempt) {
+        std::error_code error;
+        for (fs::directory_iterator it(fds, error), end; !error && it != end && !writing; it.increment(error)) {
+            const std::string target = fs::read_symlink(it->path(), error).string();
+            writing = !error && target.rfind(dir.string() + "/", 0) == 0 && target != input.string();
+        }
+        if (!writing && ::waitpid(pid, nullptr, WNOHANG) == pid) {
+            pid = 0;  // it ended before it was seen writing
+            break;
+        }
+        if (!writing) std::this_thread::sleep_for(std::chrono::microseconds(500));
+    }
+    ASSERT_NE(pid, 0) << "the signing ended before it was seen writing";
+    ::kill(pid, SIGKILL);
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    ASSERT_TRUE(writing) << "the output was never seen being written";
+    ASSERT_TRUE(WIFSIGNALED(status));
+
+    EXPECT_EQ(namesIn(dir), std::set<std::string>{"big.bin"});
+    EXPECT_EQ(runCommand("sha256sum < " + q(input)).output, digest);
+}
