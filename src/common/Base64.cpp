@@ -49,15 +49,19 @@ std::string encode(const std::string& in) {
 
 std::string decode(const std::string& in) {
     VLOG_VERBOSE << "[F] decode";
+    return decode(in.data(), in.size());
+}
+
+std::string decode(const char* text, size_t size) {
     std::unique_ptr<EVP_ENCODE_CTX, EncodeCtxDeleter> ctx(EVP_ENCODE_CTX_new());
     if (!ctx) throw std::bad_alloc();
     EVP_DecodeInit(ctx.get());
 
-    std::string out(in.size() / 4 * 3 + 3, '\0');
+    std::string out(size / 4 * 3 + 3, '\0');
     auto* dest = reinterpret_cast<unsigned char*>(out.data());
-    const auto* source = reinterpret_cast<const unsigned char*>(in.data());
+    const auto* source = reinterpret_cast<const unsigned char*>(text);
     size_t produced = 0;
-    size_t remaining = in.size();
+    size_t remaining = size;
     while (remaining > 0) {
         const int chunk = static_cast<int>(std::min<size_t>(remaining, INT_MAX / 2));
         int written = 0;

@@ -12,6 +12,8 @@ std::string encode(const std::string& in);
 std::string encode(const void* data, size_t size);
 // Never fails: text that is not base64 yields the bytes decoded before the first bad character.
 std::string decode(const std::string& in);
+// The same decoding over text that is not held in a string (a span of a larger request).
+std::string decode(const char* text, size_t size);
 
 // Encodes a stream of bytes piece by piece into one growing text.
 class StreamEncoder {

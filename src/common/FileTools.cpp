@@ -171,9 +171,9 @@ bool readFileAsBase64(const fs::path& path, std::string& out) {
     return true;
 }
 
-bool saveFileFromBase64(const fs::path& path, const std::string& b64) {
+bool saveFileFromBase64(const fs::path& path, std::string_view b64) {
     VLOG_VERBOSE << "[F] saveFileFromBase64: " << path.string();
-    const std::string bytes = base64::decode(b64);
+    const std::string bytes = base64::decode(b64.data(), b64.size());
     if (!writeFileAtomically(path, bytes.data(), bytes.size())) {
         VLOG_ERROR << "Open file: " << path.string() << " error";
         return false;
