@@ -89,7 +89,7 @@ bool executeJsonRequest(const std::string& request, std::string& result) {
 bool executeJsonRequestText(std::string_view request, std::string& result, LargeStrings largeStrings) {
     try {
         initLogger();
-        VLOG_INFO << "[F] executeJsonRequest: " << request;
+        VLOG_TEXT(LogLevel::Info, "[F] executeJsonRequest: ", request, false);
         // Loads the library on first use; whether it loaded only goes to the log.
         VLOG_INFO << (CryptoPro::CryptoProLibApi::instance().isLoaded() ? "CP API Load SUCCESS" : "CP API Load FAIL");
         try {
@@ -114,7 +114,8 @@ bool executeJsonRequestText(std::string_view request, std::string& result, Large
         VLOG_ERROR << "Result empty, Exit.";
         result = makeErrorAnswer("tr{Nothing for do.}");
     }
-    VLOG_INFO << "Exit with result: " << result;
+    // The answer line is flushed: with it the request is complete in the log.
+    VLOG_TEXT(LogLevel::Info, "Exit with result: ", result, true);
     return true;
 }
 
