@@ -1,6 +1,7 @@
 #include "common/FileTools.h"
 
 #include "common/Base64.h"
+#include "common/CanonicalBase64.h"
 #include "common/Logging.h"
 
 #include <fcntl.h>
@@ -173,7 +174,9 @@ bool readFileAsBase64(const fs::path& path, std::string& out) {
 
 bool saveFileFromBase64(const fs::path& path, std::string_view b64) {
     VLOG_VERBOSE << "[F] saveFileFromBase64: " << path.string();
-    const std::string bytes = base64::decode(b64.data(), b64.size());
+    // A document from the editor is plain base64; its fast decoding gives the very same bytes.
+    auto canonical = base64::decodeCanonical(b64);
+    const std::string bytes = canonical ? std::move(*canonical) : base64::decode(b64.data(), b64.size());
     if (!writeFileAtomically(path, bytes.data(), bytes.size())) {
         VLOG_ERROR << "Open file: " << path.string() << " error";
         return false;
