@@ -31,7 +31,9 @@ TEST(CanonicalBase64, DecodesPlainTextAsTheCodecAndStepsAsideOtherwise) {
             }
         }
         EXPECT_FALSE(base64::decodeCanonical(text.substr(0, text.size() - 1)).has_value());
-        if (size % 3 != 0) EXPECT_FALSE(base64::decodeCanonical(text + "QQ==").has_value());
+        if (size % 3 != 0) {
+            EXPECT_FALSE(base64::decodeCanonical(text + "QQ==").has_value());
+        }
     }
     for (const char* text : {"YWI=", "YWJj", "YQ==", "YWJjZA=="}) {
         EXPECT_EQ(base64::decodeCanonical(text).value(), base64::decode(text)) << text;
