@@ -56,9 +56,10 @@ bool signingCertificateAttributesMatch(CMS_SignerInfo* signer, X509* certificate
 
 // Runs the content through the message's digest BIOs and checks this signer's digest
 // (or, without signed attributes, its signature over the content).
-bool contentMatches(CMS_ContentInfo* cms, CMS_SignerInfo* signer, const std::vector<BYTE>& content)
+bool contentMatches(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView content)
 {
-    BioPtr contentBio = memoryBio(content);
+    static const BYTE empty = 0;
+    BioPtr contentBio(BIO_new_mem_buf(content.size != 0 ? content.data : &empty, static_cast<int>(content.size)));
     BIO* chain = contentBio ? CMS_dataInit(cms, contentBio.get()) : nullptr;
     if (chain == nullptr)
         return false;
@@ -115,6 +116,14 @@ std::vector<BYTE> embeddedContent(CMS_ContentInfo* cms)
     return std::vector<BYTE>(data, data + ASN1_STRING_length(*content));
 }
 
+ContentView embeddedContentView(CMS_ContentInfo* cms)
+{
+    ASN1_OCTET_STRING** content = CMS_get0_content(cms);
+    if (content == nullptr || *content == nullptr)
+        return {nullptr, 0};
+    return {ASN1_STRING_get0_data(*content), static_cast<size_t>(ASN1_STRING_length(*content))};
+}
+
 bool joinDetachedContent(DWORD count, const BYTE* blocks[], const DWORD sizes[], std::vector<BYTE>& content)
 {
     for (DWORD i = 0; i < count; ++i) {
@@ -126,7 +135,7 @@ bool joinDetachedContent(DWORD count, const BYTE* blocks[], const DWORD sizes[],
     return true;
 }
 
-SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, const std::vector<BYTE>& content,
+SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView content,
                         HCERTSTORE extraStore)
 {
     ensureGostEngine();
