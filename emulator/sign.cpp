@@ -1,5 +1,6 @@
 // CadesSignMessage: a CMS SignedData with one CAdES-BES signer over the given data,
 // with the content inside (attached) or left out (detached).
+#include <limits>
 #include <vector>
 
 #include "algorithms.h"
@@ -23,13 +24,15 @@ BioPtr contentBio(BOOL detached, DWORD count, const BYTE* blocks[], const DWORD 
         return nullptr;
     if (!detached && count != 1)
         return nullptr; // an attached message holds exactly one content
+    // A memory BIO and an OCTET STRING measure their bytes in int.
+    constexpr DWORD largest = static_cast<DWORD>(std::numeric_limits<int>::max());
     if (count == 1) {
-        if (blocks[0] == nullptr && sizes[0] != 0)
+        if ((blocks[0] == nullptr && sizes[0] != 0) || sizes[0] > largest)
             return nullptr;
         static const BYTE empty = 0;
         return BioPtr(BIO_new_mem_buf(sizes[0] != 0 ? blocks[0] : &empty, static_cast<int>(sizes[0])));
     }
-    if (!joinDetachedContent(count, blocks, sizes, joined))
+    if (!joinDetachedContent(count, blocks, sizes, joined) || joined.size() > largest)
         return nullptr;
     return memoryBio(joined);
 }

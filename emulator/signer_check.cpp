@@ -1,5 +1,7 @@
 #include "signer_check.h"
 
+#include <limits>
+
 #include "certificate.h"
 #include "chain.h"
 #include "file_time.h"
@@ -59,6 +61,8 @@ bool signingCertificateAttributesMatch(CMS_SignerInfo* signer, X509* certificate
 bool contentMatches(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView content)
 {
     static const BYTE empty = 0;
+    if (content.size > static_cast<size_t>(std::numeric_limits<int>::max()))
+        return false; // more than a memory BIO can hold
     BioPtr contentBio(BIO_new_mem_buf(content.size != 0 ? content.data : &empty, static_cast<int>(content.size)));
     BIO* chain = contentBio ? CMS_dataInit(cms, contentBio.get()) : nullptr;
     if (chain == nullptr)
