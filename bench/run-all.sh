@@ -5,8 +5,9 @@
 #   extraction vs `openssl cms` with the GOST engine (through vesk-crypto and the CAdES emulator),
 #   PAdES with a visible stamp vs `qpdf in.pdf out.pdf`, and attached signing vs one Streebog pass.
 #
-# Module and anchor runs alternate; each row shows the median time ratio (module / anchor) and the
-# median peak resident memory (GNU time's %M) of both, per byte of the file.
+# Module and anchor runs alternate; each row shows the median time ratio (module / anchor), the
+# same for the processor time (user + system: steadier than the wall clock on a shared machine) and
+# the median peak resident memory (GNU time's %M) of both, per byte of the file.
 #
 #   bench/run-all.sh [BUILD_DIR]
 #   environment: RUNS (5), FILE_MB ("50 200"), SIGN_MB ("16 256"), PDF_MB ("5 50"), ONLY (a word
@@ -42,16 +43,16 @@ serial=0x0123456789ABCDEF01  # the serial of user_gost256 as the module writes i
 b64() { printf '%s' "$1" | base64 -w0; }
 
 # timed COMMAND...: runs it once under GNU time (output to $work/out, errors to $work/err) and
-# prints "seconds peak-KiB".
+# prints "seconds peak-KiB processor-seconds".
 timed() {
-  if ! /usr/bin/time -f '%e %M' -o "$work/time" "$@" >"$work/out" 2>"$work/err"; then
+  if ! /usr/bin/time -f '%e %M %U %S' -o "$work/time" "$@" >"$work/out" 2>"$work/err"; then
     echo "$0: '$*' failed:" >&2; tail -n 5 "$work/err" "$work/out" >&2; exit 1
   fi
-  cat "$work/time"
+  awk '{ print $1, $2, $3 + $4 }' "$work/time"
 }
 median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
-printf '%-44s %8s %8s %8s %10s %10s\n' "Work" "module s" "anchor s" "ratio" "module B/B" "anchor B/B"
+printf '%-44s %8s %8s %8s %9s %10s %10s\n' "Work" "module s" "anchor s" "ratio" "cpu ratio" "module B/B" "anchor B/B"
 # row LABEL BYTES PREPARE MODULE ANCHOR: PREPARE (a shell text, untimed) runs before each module
 # run; MODULE and ANCHOR are shell texts, run alternately RUNS times.
 row() {
@@ -63,11 +64,13 @@ row() {
     timed bash -c "exec $module" >>"$work/m"
     timed bash -c "exec $anchor" >>"$work/a"
   done
-  local mt at mk ak
+  local mt at mk ak mc ac
   mt=$(cut -d' ' -f1 "$work/m" | median); at=$(cut -d' ' -f1 "$work/a" | median)
   mk=$(cut -d' ' -f2 "$work/m" | median); ak=$(cut -d' ' -f2 "$work/a" | median)
-  awk -v l="$label" -v mt="$mt" -v at="$at" -v mk="$mk" -v ak="$ak" -v b="$bytes" 'BEGIN {
-    printf "%-44s %8.2f %8.2f %8.2f %10.2f %10.2f\n", l, mt, at, (at > 0 ? mt / at : 0), mk * 1024 / b, ak * 1024 / b }'
+  mc=$(cut -d' ' -f3 "$work/m" | median); ac=$(cut -d' ' -f3 "$work/a" | median)
+  awk -v l="$label" -v mt="$mt" -v at="$at" -v mk="$mk" -v ak="$ak" -v mc="$mc" -v ac="$ac" -v b="$bytes" 'BEGIN {
+    printf "%-44s %8.2f %8.2f %8.2f %9.2f %10.2f %10.2f\n", l, mt, at, (at > 0 ? mt / at : 0), (ac > 0 ? mc / ac : 0),
+      mk * 1024 / b, ak * 1024 / b }'
 }
 
 host="$bin/request_host $bin/libVeskCrypto.so.1"
