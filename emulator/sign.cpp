@@ -1,6 +1,8 @@
 // CadesSignMessage: a CMS SignedData with one CAdES-BES signer over the given data,
 // with the content inside (attached) or left out (detached).
+#include <algorithm>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include "algorithms.h"
@@ -16,25 +18,43 @@ using namespace cades_emulator;
 
 namespace {
 
-// The data to sign as a BIO. One block is read where the caller keeps it; several blocks (a
-// detached signature over pieces) are joined first, as the CryptoAPI hashes them one after another.
-BioPtr contentBio(BOOL detached, DWORD count, const BYTE* blocks[], const DWORD sizes[], std::vector<BYTE>& joined)
+// The data to sign. One block is read where the caller keeps it; several blocks (a detached
+// signature over pieces) are joined first, as the CryptoAPI hashes them one after another.
+std::optional<ContentView> contentToSign(BOOL detached, DWORD count, const BYTE* blocks[], const DWORD sizes[],
+                                         std::vector<BYTE>& joined)
 {
     if (count == 0 || blocks == nullptr || sizes == nullptr)
-        return nullptr;
+        return std::nullopt;
     if (!detached && count != 1)
-        return nullptr; // an attached message holds exactly one content
-    // A memory BIO and an OCTET STRING measure their bytes in int.
-    constexpr DWORD largest = static_cast<DWORD>(std::numeric_limits<int>::max());
+        return std::nullopt; // an attached message holds exactly one content
+    // An OCTET STRING measures its bytes in int.
+    constexpr size_t largest = static_cast<size_t>(std::numeric_limits<int>::max());
     if (count == 1) {
         if ((blocks[0] == nullptr && sizes[0] != 0) || sizes[0] > largest)
-            return nullptr;
-        static const BYTE empty = 0;
-        return BioPtr(BIO_new_mem_buf(sizes[0] != 0 ? blocks[0] : &empty, static_cast<int>(sizes[0])));
+            return std::nullopt;
+        return ContentView(blocks[0], sizes[0]);
     }
     if (!joinDetachedContent(count, blocks, sizes, joined) || joined.size() > largest)
-        return nullptr;
-    return memoryBio(joined);
+        return std::nullopt;
+    return ContentView(joined);
+}
+
+// Runs the content through the message's digests and signs: what CMS_final does for binary
+// content, but in large writes straight from the caller's bytes instead of 1 KiB copies.
+bool digestAndSign(CMS_ContentInfo* cms, ContentView content)
+{
+    BioPtr chain(CMS_dataInit(cms, nullptr)); // digests over a null sink: the message is detached
+    if (!chain)
+        return false;
+    constexpr size_t piece = size_t{1} << 20;
+    for (size_t done = 0; done < content.size;) {
+        const int length = static_cast<int>(std::min(piece, content.size - done));
+        if (BIO_write(chain.get(), content.data + done, length) != length)
+            return false;
+        done += static_cast<size_t>(length);
+    }
+    (void)BIO_flush(chain.get());
+    return CMS_dataFinal(cms, chain.get()) == 1;
 }
 
 // Points an attached message's content at the caller's bytes for encoding, and lets go of them
@@ -100,7 +120,8 @@ extern "C" CSP_BOOL CadesSignMessage(PCADES_SIGN_MESSAGE_PARA pSignPara, CSP_BOO
         return fail(E_INVALIDARG);
 
     std::vector<BYTE> joined;
-    BioPtr data = contentBio(fDetachedSignature, cToBeSigned, rgpbToBeSigned, rgcbToBeSigned, joined);
+    const std::optional<ContentView> data =
+        contentToSign(fDetachedSignature, cToBeSigned, rgpbToBeSigned, rgcbToBeSigned, joined);
     if (!data)
         return fail(E_INVALIDARG);
 
@@ -133,7 +154,7 @@ extern "C" CSP_BOOL CadesSignMessage(PCADES_SIGN_MESSAGE_PARA pSignPara, CSP_BOO
         return fail(cms ? E_INVALIDARG : NTE_BAD_DATA);
     if (addSigner(cms.get(), signer->x509(), key.get(), digest, level) == nullptr)
         return fail(NTE_BAD_KEY);
-    if (CMS_final(cms.get(), data.get(), nullptr, flags) != 1)
+    if (!digestAndSign(cms.get(), *data))
         return fail(NTE_BAD_SIGNATURE);
 
     BorrowedContent content;
