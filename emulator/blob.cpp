@@ -9,6 +9,7 @@ namespace {
 struct OwnedBlob {
     CRYPT_DATA_BLOB blob{};
     std::vector<BYTE> bytes;
+    OpenSslBuffer encoded;
 };
 
 HandleRegistry<OwnedBlob>& blobs()
@@ -25,6 +26,17 @@ PCRYPT_DATA_BLOB newBlob(std::vector<BYTE> bytes)
     owned->bytes = std::move(bytes);
     owned->blob.cbData = static_cast<DWORD>(owned->bytes.size());
     owned->blob.pbData = owned->bytes.data();
+    PCRYPT_DATA_BLOB handle = &owned->blob;
+    blobs().add(handle, std::move(owned));
+    return handle;
+}
+
+PCRYPT_DATA_BLOB newBlob(OpenSslBuffer bytes, size_t size)
+{
+    auto owned = std::make_unique<OwnedBlob>();
+    owned->blob.cbData = static_cast<DWORD>(size);
+    owned->blob.pbData = bytes.get();
+    owned->encoded = std::move(bytes);
     PCRYPT_DATA_BLOB handle = &owned->blob;
     blobs().add(handle, std::move(owned));
     return handle;

@@ -81,4 +81,13 @@ std::vector<BYTE> encodeMessage(CMS_ContentInfo* cms)
     return std::vector<BYTE>(der, der + length);
 }
 
+OpenSslBuffer encodeMessageInPlace(CMS_ContentInfo* cms, size_t& size)
+{
+    unsigned char* der = nullptr;
+    const int length = i2d_CMS_ContentInfo(cms, &der);
+    OpenSslBuffer owned(der);
+    size = length > 0 ? static_cast<size_t>(length) : 0;
+    return length > 0 ? std::move(owned) : nullptr;
+}
+
 } // namespace cades_emulator

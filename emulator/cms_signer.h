@@ -26,5 +26,7 @@ CMS_SignerInfo* addSigner(CMS_ContentInfo* cms, X509* certificate, EVP_PKEY* key
 bool addCertificateOnce(CMS_ContentInfo* cms, X509* certificate);
 
 std::vector<BYTE> encodeMessage(CMS_ContentInfo* cms);
+// The DER as OpenSSL writes it, for handing out without a copy; null on failure.
+OpenSslBuffer encodeMessageInPlace(CMS_ContentInfo* cms, size_t& size);
 
 } // namespace cades_emulator

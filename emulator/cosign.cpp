@@ -14,12 +14,12 @@ using namespace cades_emulator;
 
 namespace {
 
-bool digestOf(const std::vector<BYTE>& content, const EVP_MD* digest, std::vector<BYTE>& value)
+bool digestOf(ContentView content, const EVP_MD* digest, std::vector<BYTE>& value)
 {
     unsigned char buffer[EVP_MAX_MD_SIZE];
     unsigned int length = 0;
     static const unsigned char nothing = 0;
-    if (EVP_Digest(content.empty() ? &nothing : content.data(), content.size(), buffer, &length, digest, nullptr) != 1)
+    if (EVP_Digest(content.size == 0 ? &nothing : content.data, content.size, buffer, &length, digest, nullptr) != 1)
         return false;
     value.assign(buffer, buffer + length);
     return true;

@@ -31,10 +31,10 @@ CMS_SignerInfo* DecodedMessage::signer(DWORD index) const
     return sk_CMS_SignerInfo_value(CMS_get0_SignerInfos(cms.get()), static_cast<int>(index));
 }
 
-std::vector<BYTE> DecodedMessage::content() const
+ContentView DecodedMessage::content() const
 {
-    std::vector<BYTE> embedded = cms ? embeddedContent(cms.get()) : std::vector<BYTE>();
-    return detached || embedded.empty() ? detachedContent : embedded;
+    const ContentView embedded = cms ? embeddedContentView(cms.get()) : ContentView(nullptr, 0);
+    return detached || embedded.size == 0 ? ContentView(detachedContent) : embedded;
 }
 
 DecodedMessage* decodedMessage(HCRYPTMSG handle)
@@ -82,6 +82,14 @@ extern "C" BOOL CryptMsgUpdate(HCRYPTMSG hCryptMsg, const BYTE* pbData, DWORD cb
         if (!message->detached)
             return fail(CRYPT_E_MSG_ERROR); // the message is complete already
         message->detachedContent.insert(message->detachedContent.end(), pbData, pbData + cbData);
+        return TRUE;
+    }
+    if (fFinal && message->encoded.empty()) {
+        // The whole message at once: decoded without keeping a second copy of it.
+        CmsPtr cms = parseSignedData(pbData, cbData);
+        if (!cms)
+            return FALSE;
+        message->cms = std::move(cms);
         return TRUE;
     }
     if (cbData != 0)

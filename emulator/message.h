@@ -7,20 +7,24 @@
 
 #include "abi.h"
 #include "openssl_ptr.h"
+#include "signer_check.h"
 
 namespace cades_emulator {
 
 struct DecodedMessage {
     bool detached = false;
-    std::vector<BYTE> encoded; // as received; re-encoded once the message changes
+    // As received when it came in several updates; a message given whole in its final update is
+    // decoded where the caller keeps it, and re-encoded when asked for, as after a change.
+    std::vector<BYTE> encoded;
     CmsPtr cms;                // set after the final update
     std::vector<BYTE> detachedContent;
     bool modified = false;
 
     int signerCount() const;
     CMS_SignerInfo* signer(DWORD index) const; // null when out of range
-    // The signed content: the embedded one, or the detached content fed so far.
-    std::vector<BYTE> content() const;
+    // The signed content: the embedded one, or the detached content fed so far. Valid while the
+    // message lives and takes no further updates.
+    ContentView content() const;
 };
 
 // The message behind a handle once decoded; otherwise null with the last error set.

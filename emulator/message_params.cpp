@@ -194,8 +194,10 @@ extern "C" BOOL CryptMsgGetParam(HCRYPTMSG hCryptMsg, DWORD dwParamType, DWORD d
     switch (dwParamType) {
     case CMSG_TYPE_PARAM:
         return deliverDword(pvData, pcbData, CMSG_SIGNED);
-    case CMSG_CONTENT_PARAM:
-        return deliverBytes(pvData, pcbData, message->content());
+    case CMSG_CONTENT_PARAM: {
+        const ContentView content = message->content();
+        return deliverBytes(pvData, pcbData, content.data, content.size);
+    }
     case CMSG_INNER_CONTENT_TYPE_PARAM: {
         const std::string oid = oidText(CMS_get0_eContentType(cms));
         return deliverPacked(pvData, pcbData, [&](PackedLayout& out) { out.copy(oid); });
@@ -217,7 +219,8 @@ extern "C" BOOL CryptMsgGetParam(HCRYPTMSG hCryptMsg, DWORD dwParamType, DWORD d
         return deliverDword(pvData, pcbData, crls ? static_cast<DWORD>(sk_X509_CRL_num(crls.get())) : 0);
     }
     case CMSG_ENCODED_MESSAGE:
-        return deliverBytes(pvData, pcbData, message->modified ? encodeMessage(cms) : message->encoded);
+        return deliverBytes(pvData, pcbData,
+                            message->modified || message->encoded.empty() ? encodeMessage(cms) : message->encoded);
     default:
         return fail(E_NOTIMPL);
     }

@@ -29,12 +29,14 @@ public:
         return at;
     }
 
-    BYTE* copy(const std::vector<BYTE>& bytes)
+    BYTE* copy(const std::vector<BYTE>& bytes) { return copy(bytes.data(), bytes.size()); }
+
+    BYTE* copy(const BYTE* bytes, size_t size)
     {
-        BYTE* at = reserve<BYTE>(bytes.size());
-        if (at != nullptr && !bytes.empty())
-            std::memcpy(at, bytes.data(), bytes.size());
-        return bytes.empty() ? nullptr : at;
+        BYTE* at = reserve<BYTE>(size);
+        if (at != nullptr && size != 0)
+            std::memcpy(at, bytes, size);
+        return size == 0 ? nullptr : at;
     }
 
     char* copy(const std::string& text)
@@ -80,9 +82,14 @@ BOOL deliverPacked(void* pvData, DWORD* pcbData, Build build)
     return TRUE;
 }
 
+inline BOOL deliverBytes(void* pvData, DWORD* pcbData, const BYTE* bytes, size_t size)
+{
+    return deliverPacked(pvData, pcbData, [&](PackedLayout& out) { out.copy(bytes, size); });
+}
+
 inline BOOL deliverBytes(void* pvData, DWORD* pcbData, const std::vector<BYTE>& bytes)
 {
-    return deliverPacked(pvData, pcbData, [&](PackedLayout& out) { out.copy(bytes); });
+    return deliverBytes(pvData, pcbData, bytes.data(), bytes.size());
 }
 
 inline BOOL deliverDword(void* pvData, DWORD* pcbData, DWORD value)

@@ -1,5 +1,8 @@
 // CadesSignMessage: a CMS SignedData with one CAdES-BES signer over the given data,
 // with the content inside (attached) or left out (detached).
+#include <algorithm>
+#include <limits>
+#include <optional>
 #include <vector>
 
 #include "algorithms.h"
@@ -15,15 +18,76 @@ using namespace cades_emulator;
 
 namespace {
 
-// The blocks to sign, one after another, as the CryptoAPI hashes several blocks.
-bool collectContent(BOOL detached, DWORD count, const BYTE* blocks[], const DWORD sizes[], std::vector<BYTE>& content)
+// The data to sign. One block is read where the caller keeps it; several blocks (a detached
+// signature over pieces) are joined first, as the CryptoAPI hashes them one after another.
+std::optional<ContentView> contentToSign(BOOL detached, DWORD count, const BYTE* blocks[], const DWORD sizes[],
+                                         std::vector<BYTE>& joined)
 {
     if (count == 0 || blocks == nullptr || sizes == nullptr)
-        return false;
+        return std::nullopt;
     if (!detached && count != 1)
-        return false; // an attached message holds exactly one content
-    return joinDetachedContent(count, blocks, sizes, content);
+        return std::nullopt; // an attached message holds exactly one content
+    // An OCTET STRING measures its bytes in int.
+    constexpr size_t largest = static_cast<size_t>(std::numeric_limits<int>::max());
+    if (count == 1) {
+        if ((blocks[0] == nullptr && sizes[0] != 0) || sizes[0] > largest)
+            return std::nullopt;
+        return ContentView(blocks[0], sizes[0]);
+    }
+    if (!joinDetachedContent(count, blocks, sizes, joined) || joined.size() > largest)
+        return std::nullopt;
+    return ContentView(joined);
 }
+
+// Runs the content through the message's digests and signs: what CMS_final does for binary
+// content, but in large writes straight from the caller's bytes instead of 1 KiB copies.
+bool digestAndSign(CMS_ContentInfo* cms, ContentView content)
+{
+    BioPtr chain(CMS_dataInit(cms, nullptr)); // digests over a null sink: the message is detached
+    if (!chain)
+        return false;
+    constexpr size_t piece = size_t{1} << 20;
+    for (size_t done = 0; done < content.size;) {
+        const int length = static_cast<int>(std::min(piece, content.size - done));
+        if (BIO_write(chain.get(), content.data + done, length) != length)
+            return false;
+        done += static_cast<size_t>(length);
+    }
+    (void)BIO_flush(chain.get());
+    return CMS_dataFinal(cms, chain.get()) == 1;
+}
+
+// Points an attached message's content at the caller's bytes for encoding, and lets go of them
+// before the message is freed: the content is written out without being copied into the message.
+class BorrowedContent {
+public:
+    BorrowedContent() = default;
+    ~BorrowedContent()
+    {
+        // Not ASN1_STRING_set0, which would free the caller's bytes.
+        if (content_ != nullptr) {
+            content_->data = nullptr;
+            content_->length = 0;
+        }
+    }
+    BorrowedContent(const BorrowedContent&) = delete;
+    BorrowedContent& operator=(const BorrowedContent&) = delete;
+
+    bool attach(CMS_ContentInfo* cms, const BYTE* data, DWORD size)
+    {
+        if (CMS_set_detached(cms, 0) != 1)
+            return false;
+        ASN1_OCTET_STRING** content = CMS_get0_content(cms);
+        if (content == nullptr || *content == nullptr)
+            return false;
+        content_ = *content;
+        ASN1_STRING_set0(content_, const_cast<BYTE*>(data), static_cast<int>(size));
+        return true;
+    }
+
+private:
+    ASN1_OCTET_STRING* content_ = nullptr;
+};
 
 // The message certificates are exactly the ones the caller lists.
 bool addMessageCertificates(CMS_ContentInfo* cms, const CRYPT_SIGN_MESSAGE_PARA& para)
@@ -55,8 +119,10 @@ extern "C" CSP_BOOL CadesSignMessage(PCADES_SIGN_MESSAGE_PARA pSignPara, CSP_BOO
         (cadesPara != nullptr && cadesPara->dwSize < sizeof(CADES_SIGN_PARA)))
         return fail(E_INVALIDARG);
 
-    std::vector<BYTE> content;
-    if (!collectContent(fDetachedSignature, cToBeSigned, rgpbToBeSigned, rgcbToBeSigned, content))
+    std::vector<BYTE> joined;
+    const std::optional<ContentView> data =
+        contentToSign(fDetachedSignature, cToBeSigned, rgpbToBeSigned, rgcbToBeSigned, joined);
+    if (!data)
         return fail(E_INVALIDARG);
 
     // The CAdES parameters may name the signer and hash; otherwise the message's apply.
@@ -80,19 +146,24 @@ extern "C" CSP_BOOL CadesSignMessage(PCADES_SIGN_MESSAGE_PARA pSignPara, CSP_BOO
     if (digest == nullptr)
         return fail(NTE_BAD_ALGID);
 
-    const unsigned flags = CMS_PARTIAL | CMS_BINARY | (fDetachedSignature ? CMS_DETACHED : 0);
+    // Signed as detached, so that OpenSSL only hashes the content; an attached message gets the
+    // caller's bytes as its content just for encoding.
+    const unsigned flags = CMS_PARTIAL | CMS_BINARY | CMS_DETACHED;
     CmsPtr cms(CMS_sign(nullptr, nullptr, nullptr, nullptr, flags));
     if (!cms || !addMessageCertificates(cms.get(), messagePara))
         return fail(cms ? E_INVALIDARG : NTE_BAD_DATA);
     if (addSigner(cms.get(), signer->x509(), key.get(), digest, level) == nullptr)
         return fail(NTE_BAD_KEY);
-    BioPtr data = memoryBio(content);
-    if (!data || CMS_final(cms.get(), data.get(), nullptr, flags) != 1)
+    if (!digestAndSign(cms.get(), *data))
         return fail(NTE_BAD_SIGNATURE);
 
-    std::vector<BYTE> encoded = encodeMessage(cms.get());
-    if (encoded.empty())
+    BorrowedContent content;
+    if (!fDetachedSignature && !content.attach(cms.get(), rgpbToBeSigned[0], rgcbToBeSigned[0]))
         return fail(CRYPT_E_MSG_ERROR);
-    *ppSignedBlob = newBlob(std::move(encoded));
+    size_t size = 0;
+    OpenSslBuffer encoded = encodeMessageInPlace(cms.get(), size);
+    if (!encoded)
+        return fail(CRYPT_E_MSG_ERROR);
+    *ppSignedBlob = newBlob(std::move(encoded), size);
     return TRUE;
 }

@@ -1,5 +1,7 @@
 #include "signer_check.h"
 
+#include <limits>
+
 #include "certificate.h"
 #include "chain.h"
 #include "file_time.h"
@@ -56,9 +58,12 @@ bool signingCertificateAttributesMatch(CMS_SignerInfo* signer, X509* certificate
 
 // Runs the content through the message's digest BIOs and checks this signer's digest
 // (or, without signed attributes, its signature over the content).
-bool contentMatches(CMS_ContentInfo* cms, CMS_SignerInfo* signer, const std::vector<BYTE>& content)
+bool contentMatches(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView content)
 {
-    BioPtr contentBio = memoryBio(content);
+    static const BYTE empty = 0;
+    if (content.size > static_cast<size_t>(std::numeric_limits<int>::max()))
+        return false; // more than a memory BIO can hold
+    BioPtr contentBio(BIO_new_mem_buf(content.size != 0 ? content.data : &empty, static_cast<int>(content.size)));
     BIO* chain = contentBio ? CMS_dataInit(cms, contentBio.get()) : nullptr;
     if (chain == nullptr)
         return false;
@@ -115,6 +120,14 @@ std::vector<BYTE> embeddedContent(CMS_ContentInfo* cms)
     return std::vector<BYTE>(data, data + ASN1_STRING_length(*content));
 }
 
+ContentView embeddedContentView(CMS_ContentInfo* cms)
+{
+    ASN1_OCTET_STRING** content = CMS_get0_content(cms);
+    if (content == nullptr || *content == nullptr)
+        return {nullptr, 0};
+    return {ASN1_STRING_get0_data(*content), static_cast<size_t>(ASN1_STRING_length(*content))};
+}
+
 bool joinDetachedContent(DWORD count, const BYTE* blocks[], const DWORD sizes[], std::vector<BYTE>& content)
 {
     for (DWORD i = 0; i < count; ++i) {
@@ -126,7 +139,7 @@ bool joinDetachedContent(DWORD count, const BYTE* blocks[], const DWORD sizes[],
     return true;
 }
 
-SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, const std::vector<BYTE>& content,
+SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView content,
                         HCERTSTORE extraStore)
 {
     ensureGostEngine();

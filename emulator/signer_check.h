@@ -8,6 +8,14 @@
 
 namespace cades_emulator {
 
+// Bytes checked where they lie: the caller's buffer or the content inside a parsed message.
+struct ContentView {
+    ContentView(const BYTE* bytes, size_t length) : data(bytes), size(length) {}
+    ContentView(const std::vector<BYTE>& bytes) : data(bytes.data()), size(bytes.size()) {}
+    const BYTE* data;
+    size_t size;
+};
+
 struct SignerCheck {
     DWORD status = CADES_VERIFY_SUCCESS; // CADES_VERIFY_*
     DWORD errorCode = ERROR_SUCCESS;     // the error code that goes with the status
@@ -21,13 +29,15 @@ struct SignerCheck {
 //  8  signature over the signed attributes, or the content digest, wrong;
 //  13 content-type attribute differs from the encapsulated content type;
 //  5  no valid chain up to a root of the Root store (now; no revocation checking).
-SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, const std::vector<BYTE>& content,
+SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView content,
                         HCERTSTORE extraStore);
 
 std::optional<FILETIME> signingTimeOf(CMS_SignerInfo* signer);
 
 // The content inside an attached message; empty for a detached one.
 std::vector<BYTE> embeddedContent(CMS_ContentInfo* cms);
+// The same without a copy: valid while the message lives.
+ContentView embeddedContentView(CMS_ContentInfo* cms);
 
 // Blocks of content joined in order; false when a block is null but not empty.
 bool joinDetachedContent(DWORD count, const BYTE* blocks[], const DWORD sizes[], std::vector<BYTE>& content);

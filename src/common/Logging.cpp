@@ -3,11 +3,13 @@
 #include "common/Settings.h"
 
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/basic_file_sink.h>
-#include <spdlog/sinks/stdout_color_sinks.h>
+#include <spdlog/sinks/base_sink.h>
 #include <spdlog/spdlog.h>
 
 #include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -75,22 +77,68 @@ void replayEarlyRecords(spdlog::logger& logger) {
     g_earlyRecords.clear();
 }
 
-spdlog::sink_ptr fileSink() {
-    // One file that grows across runs: appended to, never rolled.
-    static spdlog::sink_ptr sink = [] {
-        try {
-            return spdlog::sink_ptr(
-                std::make_shared<spdlog::sinks::basic_file_sink_mt>(getLogFilePath().string(), false));
-        } catch (const std::exception&) {
-            return spdlog::sink_ptr();  // records to the file are lost; the console still works
-        }
+// Writes records to a C stream. A record can also be given as a head (the log line with the
+// first, short part of its text) and a tail written straight after it, so that a whole request
+// or answer reaches the log without being copied into a formatted line first.
+class StreamSink final : public spdlog::sinks::base_sink<std::mutex> {
+public:
+    StreamSink(std::FILE* stream, bool owned, bool flushEachRecord)
+        : stream_(stream), owned_(owned), flushEachRecord_(flushEachRecord) {}
+    ~StreamSink() override {
+        if (owned_) std::fclose(stream_);
+    }
+    StreamSink(const StreamSink&) = delete;
+    StreamSink& operator=(const StreamSink&) = delete;
+
+    void logWithTail(const spdlog::details::log_msg& head, std::string_view tail, bool flush) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        spdlog::memory_buf_t formatted;
+        formatter_->format(head, formatted);
+        // The formatted head ends with the line ending; the tail goes in before it.
+        const size_t eol = std::min(formatted.size(), std::strlen(spdlog::details::os::default_eol));
+        write(formatted.data(), formatted.size() - eol);
+        write(tail.data(), tail.size());
+        write(formatted.data() + formatted.size() - eol, eol);
+        if (flush || flushEachRecord_) std::fflush(stream_);
+    }
+
+protected:
+    void sink_it_(const spdlog::details::log_msg& msg) override {
+        spdlog::memory_buf_t formatted;
+        formatter_->format(msg, formatted);
+        write(formatted.data(), formatted.size());
+        if (flushEachRecord_) std::fflush(stream_);
+    }
+    void flush_() override { std::fflush(stream_); }
+
+private:
+    void write(const char* data, size_t size) {
+        if (size > 0 && std::fwrite(data, 1, size, stream_) != size) throw spdlog::spdlog_ex("Failed writing to the log");
+    }
+
+    std::FILE* stream_;
+    bool owned_;
+    bool flushEachRecord_;
+};
+
+std::shared_ptr<StreamSink> fileSink() {
+    // One file that grows across runs: appended to, never rolled. Flushed at warnings and at
+    // each answer, not at every record.
+    static std::shared_ptr<StreamSink> sink = []() -> std::shared_ptr<StreamSink> {
+        const auto path = getLogFilePath();
+        std::error_code error;
+        if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path(), error);
+        std::FILE* stream = std::fopen(path.c_str(), "ab");
+        if (stream == nullptr) return nullptr;  // records to the file are lost; the console still works
+        return std::make_shared<StreamSink>(stream, true, false);
     }();
     return sink;
 }
 
-spdlog::sink_ptr consoleSink() {
-    // The console sink writes to stderr so that a host's standard output stays its own.
-    static spdlog::sink_ptr sink = std::make_shared<spdlog::sinks::stderr_color_sink_mt>();
+std::shared_ptr<StreamSink> consoleSink() {
+    // The console copy goes to stderr, so that a host's standard output stays its own; every
+    // record is flushed there as it comes.
+    static auto sink = std::make_shared<StreamSink>(stderr, false, true);
     return sink;
 }
 
@@ -110,7 +158,7 @@ void initLogger() {
                 auto made = std::make_shared<spdlog::logger>("VeskCryptoModule", sinks.begin(), sinks.end());
                 made->set_formatter(makeFormatter());
                 made->set_level(toSpdlog(level));
-                made->flush_on(spdlog::level::trace);
+                made->flush_on(spdlog::level::warn);
                 return made;
             }();
             replayEarlyRecords(*logger);
@@ -146,6 +194,30 @@ Record::~Record() {
             return;
         }
         logger->log(spdlog::source_loc{file_, line_, function_}, toSpdlog(level_), spdlog::string_view_t(text));
+    } catch (...) {
+        // A record that cannot be written must not take the request down with it.
+    }
+}
+
+void writeText(LogLevel level, const char* function, const char* file, int line, std::string_view head,
+               std::string_view text, bool flush) {
+    try {
+        const spdlog::source_loc where{file, line, function};
+        auto* logger = g_logger.load(std::memory_order_acquire);
+        if (logger == nullptr) {
+            std::string whole(head);
+            whole.append(text);
+            keepEarlyRecord({level, where, std::move(whole)});
+            return;
+        }
+        const auto spdLevel = toSpdlog(level);
+        const spdlog::details::log_msg record(where, logger->name(), spdLevel, head);
+        for (const auto& sink : logger->sinks()) {
+            if (!sink->should_log(spdLevel)) continue;
+            if (auto* stream = dynamic_cast<StreamSink*>(sink.get())) {
+                stream->logWithTail(record, text, flush || spdLevel >= spdlog::level::warn);
+            }
+        }
     } catch (...) {
         // A record that cannot be written must not take the request down with it.
     }

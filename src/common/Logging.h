@@ -4,6 +4,7 @@
 
 #include <sstream>
 #include <string>
+#include <string_view>
 
 namespace Vesk::Crypto {
 
@@ -48,6 +49,11 @@ private:
     std::ostringstream stream_;
 };
 
+// One record of head followed by text, written without copying text into the log line: for
+// whole requests and answers. flush makes it reach the file at once.
+void writeText(LogLevel level, const char* function, const char* file, int line, std::string_view head,
+               std::string_view text, bool flush);
+
 // Turns a finished record expression into void, for the two branches of VLOG.
 struct Voidify {
     void operator&(const Record&) const {}
@@ -63,6 +69,12 @@ struct Voidify {
         ? (void)0                                          \
         : ::Vesk::Crypto::logging::Voidify() &             \
               ::Vesk::Crypto::logging::Record(level, __PRETTY_FUNCTION__, __FILE__, __LINE__)
+
+// A record of a short head and a long text (a request, an answer), written as one line.
+#define VLOG_TEXT(level, head, text, flush)                                                                   \
+    (!::Vesk::Crypto::logging::enabled(level)                                                                 \
+         ? (void)0                                                                                            \
+         : ::Vesk::Crypto::logging::writeText(level, __PRETTY_FUNCTION__, __FILE__, __LINE__, head, text, flush))
 
 #define VLOG_FATAL VLOG(::Vesk::Crypto::LogLevel::Fatal)
 #define VLOG_ERROR VLOG(::Vesk::Crypto::LogLevel::Error)

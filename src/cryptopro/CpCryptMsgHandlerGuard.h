@@ -24,6 +24,12 @@ public:
     explicit operator bool() const { return message_ != nullptr; }
     HCRYPTMSG get() const { return message_; }
 
+    // Closes the handle held and takes the given one.
+    void reset(HCRYPTMSG message) {
+        close();
+        message_ = message;
+    }
+
     // Closes the handle now; true when there was none or the library closed it.
     bool close() {
         if (message_ == nullptr) return true;

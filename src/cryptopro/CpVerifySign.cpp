@@ -83,6 +83,17 @@ void appendChain(ResultWithSigners& result, PCCERT_CONTEXT signer) {
     }
 }
 
+// The message decoded again, for its signers' attributes; null when the library refuses it.
+HCRYPTMSG decodeAgain(const std::vector<unsigned char>& signature, bool detached) {
+    auto& api = CryptoProLibApi::instance();
+    HCRYPTMSG message = api.CryptMsgOpenToDecode(kEncoding, detached ? CMSG_DETACHED_FLAG : 0, 0, 0, nullptr, nullptr);
+    if (message != nullptr && !api.CryptMsgUpdate(message, signature.data(), static_cast<DWORD>(signature.size()), TRUE)) {
+        api.CryptMsgClose(message);
+        return nullptr;
+    }
+    return message;
+}
+
 // The library's description of its last error, or the context when it left no error code.
 std::string libraryError(const std::string& context) {
     const auto error = GetResultWithError(context);
@@ -233,8 +244,11 @@ VerifySignResultPtr CpVerifySign::verify(const std::vector<unsigned char>& signa
         cadesPara.hStore = store.get();
     }
 
+    // The decoded message and the library's own decoding inside each verification would each hold
+    // the content: the message is let go while a signer is verified and decoded again after it.
     const bool bes = params.recognized && params.type == CADES_BES;
     for (DWORD index = 0; index < signerCount; ++index) {
+        message.close();
         PCADES_VERIFICATION_INFO rawInfo = nullptr;
         BOOL called = FALSE;
         if (detached) {
@@ -247,6 +261,7 @@ VerifySignResultPtr CpVerifySign::verify(const std::vector<unsigned char>& signa
                                             nullptr, &rawInfo);
         }
         CadesVerificationInfoGuard info(rawInfo);
+        message.reset(decodeAgain(signature, detached));
 
         auto signInfo = std::make_shared<SignInfo>();
         signInfo->certificate = info && info->pSignerCert ? certContextToObject(info->pSignerCert) : nullptr;

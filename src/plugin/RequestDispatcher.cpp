@@ -5,9 +5,11 @@
 #include "cryptopro/CryptoProInstallation.h"
 #include "cryptopro/CryptoProLibApi.h"
 #include "plugin/RequestParsers.h"
+#include "plugin/RequestSkeleton.h"
 
 #include <array>
 #include <exception>
+#include <optional>
 #include <utility>
 
 namespace Vesk::Crypto {
@@ -41,13 +43,33 @@ constexpr std::array<MethodRow, 12> kMethods = {{
     {"extract", &parseExtractRequest},
 }};
 
-void dispatch(const std::string& request, std::string& result) {
-    const json parsed = json::parse(request);
+// Every request text the dispatcher parses, whole or as a skeleton, goes through here.
+json parseRequestText(std::string_view text) { return json::parse(text.begin(), text.end()); }
+
+void dispatch(std::string_view request, std::string& result, LargeStrings largeStrings) {
+    // A save_file request is parsed without its document, which its handler reads in place. A
+    // skeleton that does not parse tells nothing: the whole text is parsed for the library's message.
+    std::optional<RequestSkeleton> skeleton;
+    if (largeStrings == LargeStrings::ReadInPlace) skeleton = cutSaveFileData(request);
+    json parsed;
+    if (skeleton) {
+        try {
+            parsed = parseRequestText(skeleton->text);
+        } catch (const json::exception&) {
+            skeleton.reset();
+        }
+    }
+    if (!skeleton) parsed = parseRequestText(request);
+
     if (!checkJsonParametersExists(parsed, "method") || !checkJsonParametersExists(parsed, "args")) {
         result = makeErrorAnswer("tr{Request not contains param 'method' or 'args'}");
         return;
     }
     const auto method = parsed.at("method").get<std::string>();
+    if (skeleton && method == "save_file") {
+        parseSaveFileFromBase64(parsed, skeleton->data, result);
+        return;
+    }
     for (const auto& row : kMethods) {
         if (method == row.method) {
             row.handler(parsed, result);
@@ -61,13 +83,17 @@ void dispatch(const std::string& request, std::string& result) {
 }  // namespace
 
 bool executeJsonRequest(const std::string& request, std::string& result) {
+    return executeJsonRequestText(request, result);
+}
+
+bool executeJsonRequestText(std::string_view request, std::string& result, LargeStrings largeStrings) {
     try {
         initLogger();
-        VLOG_INFO << "[F] executeJsonRequest: " << request;
+        VLOG_TEXT(LogLevel::Info, "[F] executeJsonRequest: ", request, false);
         // Loads the library on first use; whether it loaded only goes to the log.
         VLOG_INFO << (CryptoPro::CryptoProLibApi::instance().isLoaded() ? "CP API Load SUCCESS" : "CP API Load FAIL");
         try {
-            dispatch(request, result);
+            dispatch(request, result, largeStrings);
         } catch (const json::exception& e) {
             VLOG_ERROR << "JSON Exception: " << e.what();
             result = makeErrorAnswer(std::string("tr{JSON Exception:} ") + e.what());
@@ -88,7 +114,8 @@ bool executeJsonRequest(const std::string& request, std::string& result) {
         VLOG_ERROR << "Result empty, Exit.";
         result = makeErrorAnswer("tr{Nothing for do.}");
     }
-    VLOG_INFO << "Exit with result: " << result;
+    // The answer line is flushed: with it the request is complete in the log.
+    VLOG_TEXT(LogLevel::Info, "Exit with result: ", result, true);
     return true;
 }
 

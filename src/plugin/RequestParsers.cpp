@@ -77,8 +77,11 @@ void parseGetFileOnBase64(const json& request, std::string& result) {
     }
 }
 
-void parseSaveFileFromBase64(const json& request, std::string& result) {
-    VLOG_VERBOSE << "[F] parseSaveFileFromBase64";
+namespace {
+
+// data: the document's base64 when the dispatcher read it in place; null to take it from the
+// document.
+void saveFileFromArgs(const json& request, const std::string_view* data, std::string& result) {
     try {
         const json& args = request.at("args");
         for (const char* name : {"file", "data"}) {
@@ -88,11 +91,24 @@ void parseSaveFileFromBase64(const json& request, std::string& result) {
             }
         }
         const auto path = getPathFromBase64(args.at("file").get<std::string>());
-        result = saveFileFromBase64String(path, args.at("data").get_ref<const std::string&>());
+        result = saveFileFromBase64String(
+            path, data != nullptr ? *data : std::string_view(args.at("data").get_ref<const std::string&>()));
     } catch (...) {
         VLOG_ERROR << "parseSaveFileFromBase64 internal unhandled error";
         result = makeErrorAnswer("tr{parseSaveFileFromBase64 internal unhandled error}");
     }
+}
+
+}  // namespace
+
+void parseSaveFileFromBase64(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseSaveFileFromBase64";
+    saveFileFromArgs(request, nullptr, result);
+}
+
+void parseSaveFileFromBase64(const json& request, std::string_view data, std::string& result) {
+    VLOG_VERBOSE << "[F] parseSaveFileFromBase64";
+    saveFileFromArgs(request, &data, result);
 }
 
 void parseFileExists(const json& request, std::string& result) {

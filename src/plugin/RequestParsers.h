@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
+#include <string_view>
 
 namespace Vesk::Crypto {
 
@@ -18,6 +19,9 @@ void parseLog(const json& request, std::string& result);
 void parseVersion(const json& request, std::string& result);
 void parseGetFileOnBase64(const json& request, std::string& result);
 void parseSaveFileFromBase64(const json& request, std::string& result);
+// The same with the document's base64 read in place from the request text; "data" in the
+// document is then an empty stand-in.
+void parseSaveFileFromBase64(const json& request, std::string_view data, std::string& result);
 void parseFileExists(const json& request, std::string& result);
 void parseVerifyRequest(const json& request, std::string& result);
 void parseExtractRequest(const json& request, std::string& result);

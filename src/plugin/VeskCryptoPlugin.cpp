@@ -9,13 +9,13 @@ boost::shared_ptr<VeskCryptoPlugin> VeskCryptoPlugin::create() { return boost::m
 
 bool VeskCryptoPlugin::executeRequest(const char* data, size_t length) {
     try {
-        const std::string request(data, length);
+        // The request is read where the host keeps it: a save_file request holds a whole document.
         std::string answer;
-        const bool done = Vesk::Crypto::executeJsonRequest(request, answer);
+        const bool done = Vesk::Crypto::executeJsonRequestText(std::string_view(data, length), answer);
         result_ = std::move(answer);
         return done;
     } catch (const std::exception& e) {
-        // Only copying a huge request can fail here; the host still gets an answer.
+        // Even running out of memory leaves the host an answer.
         result_ = Vesk::Crypto::makeErrorAnswer(std::string("tr{Exception:} ") + e.what());
         return true;
     }

@@ -242,3 +242,47 @@ TEST(EmulatorMsgType, TellsBesFromPlainPkcs7) {
   EXPECT_TRUE(IsType(OpensslSign("user_gost256", false, "-cades"), CADES_BES));
   EXPECT_FALSE(IsType(OpensslSign("user_gost256", false, "-cades"), CADES_X_LONG_TYPE_1));
 }
+
+// A message given whole in its final update and one given in pieces decode alike, and neither keeps
+// pointing into the caller's buffer: the content, the encoding and the verification survive it.
+TEST(EmulatorDecode, WholeOrPiecewiseMessagesOutliveTheCallersBuffer) {
+  CertPtr cert = FindInMy("user_gost256");
+  ASSERT_TRUE(cert);
+  SignOutcome signed_ = Sign(cert.get(), kHash256, false, Data());
+  ASSERT_TRUE(signed_.ok && signed_.blob) << "CadesSignMessage: " << Hex(signed_.error);
+  const Bytes sig(signed_.blob->pbData, signed_.blob->pbData + signed_.blob->cbData);
+
+  for (const bool whole : {true, false}) {
+    SCOPED_TRACE(whole ? "whole" : "in pieces");
+    Bytes given = sig;
+    MsgPtr msg(CryptMsgOpenToDecode(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0, 0, 0, nullptr, nullptr));
+    ASSERT_TRUE(msg);
+    if (whole) {
+      ASSERT_TRUE(CryptMsgUpdate(msg.get(), given.data(), static_cast<DWORD>(given.size()), TRUE));
+    } else {
+      const DWORD half = static_cast<DWORD>(given.size() / 2);
+      ASSERT_TRUE(CryptMsgUpdate(msg.get(), given.data(), half, FALSE));
+      ASSERT_TRUE(CryptMsgUpdate(msg.get(), given.data() + half, static_cast<DWORD>(given.size()) - half, TRUE));
+    }
+    std::fill(given.begin(), given.end(), 0xA5);
+    given.clear();
+    given.shrink_to_fit();
+
+    for (const DWORD param : {static_cast<DWORD>(CMSG_CONTENT_PARAM), static_cast<DWORD>(CMSG_ENCODED_MESSAGE)}) {
+      DWORD size = 0;
+      ASSERT_TRUE(CryptMsgGetParam(msg.get(), param, 0, nullptr, &size));
+      Bytes value(size);
+      DWORD shortSize = size - 1;
+      EXPECT_FALSE(CryptMsgGetParam(msg.get(), param, 0, value.data(), &shortSize));
+      EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), GetLastError());
+      ASSERT_TRUE(CryptMsgGetParam(msg.get(), param, 0, value.data(), &size));
+      value.resize(size);
+      EXPECT_EQ(param == CMSG_CONTENT_PARAM ? Data() : sig, value);
+    }
+    PCADES_VERIFICATION_INFO rawInfo = nullptr;
+    EXPECT_TRUE(CadesMsgVerifySignature(msg.get(), 0, nullptr, &rawInfo)) << Hex(GetLastError());
+    InfoPtr info(rawInfo);
+    ASSERT_TRUE(info);
+    EXPECT_EQ(static_cast<DWORD>(CADES_VERIFY_SUCCESS), info->dwStatus);
+  }
+}

@@ -1,4 +1,5 @@
 #include "common/Base64.h"
+#include "common/Settings.h"
 #include "plugin/RequestDispatcher.h"
 
 #include "support/TempHome.h"
@@ -6,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <regex>
 
 using namespace Vesk::Crypto;
 
@@ -43,4 +45,25 @@ TEST(Dispatcher, CommandFileRunsEachRequestLine) {
     EXPECT_EQ(executeCommandsFromFile(file.string()),
               "{\"data\":\"1.0.6-2604291700\",\"error\":null}\n\n{\"data\":true,\"error\":null}\n\n");
     EXPECT_EQ(executeCommandsFromFile((folder / "missing.txt").string()), "");
+}
+
+TEST(Dispatcher, LogHoldsWholeRequestAndAnswerOnceTheAnswerIsGiven) {
+    // The answer line is flushed as the request ends, so the log on disk already holds the
+    // request and the answer whole, each as one record of the usual layout.
+    const std::string note(100000, 'n');
+    const std::string request = R"({"method":"log","args":{"note":")" + note + R"("}})";
+    EXPECT_EQ(run(request), R"({"data":null,"error":null})");
+    const std::string unknown = R"({"method":"nothing","args":{"q":")" + note + R"("}})";
+    const std::string answer = run(unknown);
+
+    const auto log = vesk::test::readFile(getLogFilePath());
+    for (const auto& line : {"[F] executeJsonRequest: " + request + "\n", "[F] executeJsonRequest: " + unknown + "\n",
+                             "Exit with result: " + answer + "\n"}) {
+        const size_t at = log.rfind(line);
+        ASSERT_NE(at, std::string::npos) << line.substr(0, 60);
+        const size_t start = log.rfind('\n', at) + 1;
+        EXPECT_TRUE(std::regex_match(log.substr(start, at - start),
+                                     std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} INFO  \[\d+\] \[.*executeJsonRequest.*@\d+\] )")))
+            << log.substr(start, at - start);
+    }
 }
