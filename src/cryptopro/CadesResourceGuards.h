@@ -4,7 +4,7 @@
 // (CryptReleaseContext, only when the library says the caller must) and temporary stores.
 
 #include "common/Logging.h"
-#include "cryptopro/CadesAbi.h"
+#include "cades/CadesAbi.h"
 #include "cryptopro/CryptoProLibApi.h"
 
 #include <memory>

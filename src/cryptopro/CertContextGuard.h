@@ -1,7 +1,7 @@
 #pragma once
 // Owns one certificate context of the CAdES library and frees it with the library's own call.
 
-#include "cryptopro/CadesAbi.h"
+#include "cades/CadesAbi.h"
 
 namespace Vesk::Crypto::CryptoPro {
 

@@ -1,7 +1,7 @@
 #pragma once
 // Owns one message handle of the CAdES library and closes it with CryptMsgClose.
 
-#include "cryptopro/CadesAbi.h"
+#include "cades/CadesAbi.h"
 #include "cryptopro/CryptoProLibApi.h"
 
 namespace Vesk::Crypto::CryptoPro {

@@ -2,7 +2,7 @@
 // Texts for the numbers the CAdES library reports: the per-signer verification status and
 // the library's last error code.
 
-#include "cryptopro/CadesAbi.h"
+#include "cades/CadesAbi.h"
 #include "model/Results.h"
 
 #include <string>

@@ -42,9 +42,10 @@ CryptoProLibApi::CryptoProLibApi(const std::string& libraryPath) {
         auto library = std::make_shared<boost::dll::shared_library>(
             boost::dll::fs::path(libraryPath), boost::dll::load_mode::search_system_folders);
         library_ = library;
-#define VESK_BIND_ENTRY(name) name = keepLoaded(library, &library->get<decltype(::name)>(#name));
-        VESK_CADES_ENTRY_POINTS(VESK_BIND_ENTRY)
-#undef VESK_BIND_ENTRY
+#define CADES_ENTRY(returnType, name, parameters) \
+    name = keepLoaded(library, &library->get<decltype(::name)>(#name));
+#include "cades/CadesEntryPoints.def"
+#undef CADES_ENTRY
     } catch (...) {
     }
 }
@@ -54,9 +55,9 @@ CryptoProLibApi::~CryptoProLibApi() = default;
 bool CryptoProLibApi::isLoaded() const {
     if (!library_) return false;
     bool complete = true;
-#define VESK_CHECK_ENTRY(name) complete = complete && !name.empty();
-    VESK_CADES_ENTRY_POINTS(VESK_CHECK_ENTRY)
-#undef VESK_CHECK_ENTRY
+#define CADES_ENTRY(returnType, name, parameters) complete = complete && !name.empty();
+#include "cades/CadesEntryPoints.def"
+#undef CADES_ENTRY
     return complete;
 }
 

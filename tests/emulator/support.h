@@ -2,7 +2,7 @@
 // and the certificates of the test PKI (scripts/test-pki.conf).
 #pragma once
 
-#include "CadesAbi.h"
+#include "cades/CadesAbi.h"
 
 #include <memory>
 #include <string>
