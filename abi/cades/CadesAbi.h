@@ -550,6 +550,7 @@ extern "C" {
 
 #define CADES_ENTRY(returnType, name, parameters) returnType name parameters;
 #include "cades/CadesEntryPoints.def"
+#include "cades/CadesOptionalEntryPoints.def"
 #undef CADES_ENTRY
 
 #ifdef __cplusplus

@@ -47,7 +47,13 @@ CryptoProLibApi::CryptoProLibApi(const std::string& libraryPath) {
 #include "cades/CadesEntryPoints.def"
 #undef CADES_ENTRY
     } catch (...) {
+        return;
     }
+    // An optional entry point that is missing stays empty.
+#define CADES_ENTRY(returnType, name, parameters)                                      \
+    if (library_->has(#name)) name = keepLoaded(library_, &library_->get<decltype(::name)>(#name));
+#include "cades/CadesOptionalEntryPoints.def"
+#undef CADES_ENTRY
 }
 
 CryptoProLibApi::~CryptoProLibApi() = default;

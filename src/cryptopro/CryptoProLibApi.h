@@ -34,6 +34,8 @@ public:
 
 #define CADES_ENTRY(returnType, name, parameters) boost::function<decltype(::name)> name;
 #include "cades/CadesEntryPoints.def"
+    // Bound when the library has them; empty otherwise, and not counted by isLoaded().
+#include "cades/CadesOptionalEntryPoints.def"
 #undef CADES_ENTRY
 
 private:
