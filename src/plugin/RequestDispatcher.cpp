@@ -4,10 +4,10 @@
 #include "common/Logging.h"
 #include "cryptopro/CryptoProInstallation.h"
 #include "cryptopro/CryptoProLibApi.h"
+#include "plugin/ErrorGuard.h"
 #include "plugin/RequestParsers.h"
 
 #include <array>
-#include <exception>
 #include <utility>
 
 namespace Vesk::Crypto {
@@ -61,34 +61,26 @@ void dispatch(const std::string& request, std::string& result) {
 }  // namespace
 
 bool executeJsonRequest(const std::string& request, std::string& result) {
-    try {
+    // A settings file that is not JSON fails in initLogger(); it is answered like any request error.
+    guardRequest(result, [&] {
         initLogger();
         VLOG_INFO << "[F] executeJsonRequest: " << request;
         // Loads the library on first use; whether it loaded only goes to the log.
         VLOG_INFO << (CryptoPro::CryptoProLibApi::instance().isLoaded() ? "CP API Load SUCCESS" : "CP API Load FAIL");
-        try {
-            dispatch(request, result);
-        } catch (const json::exception& e) {
-            VLOG_ERROR << "JSON Exception: " << e.what();
-            result = makeErrorAnswer(std::string("tr{JSON Exception:} ") + e.what());
-        } catch (const std::exception& e) {
-            VLOG_ERROR << "Exception: " << e.what();
-            result = makeErrorAnswer(std::string("tr{Exception:} ") + e.what());
-        } catch (...) {
-            VLOG_ERROR << "Unknown exception";
-            result = makeErrorAnswer("tr{Unknown exception}");
+        dispatch(request, result);
+    });
+    guardRequest(result, [&] {
+        if (result.empty()) {
+            VLOG_ERROR << "Result empty, Exit.";
+            result = makeErrorAnswer("tr{Nothing for do.}");
         }
-    } catch (const std::exception& e) {
-        // The settings or the logger could not be set up; the request still gets an answer.
-        result = makeErrorAnswer(std::string("tr{Exception:} ") + e.what());
-    } catch (...) {
-        result = makeErrorAnswer("tr{Unknown exception}");
-    }
-    if (result.empty()) {
-        VLOG_ERROR << "Result empty, Exit.";
-        result = makeErrorAnswer("tr{Nothing for do.}");
-    }
-    VLOG_INFO << "Exit with result: " << result;
+    });
+    guardCall(
+        [&] {
+            VLOG_INFO << "Exit with result: " << result;
+            return true;
+        },
+        false);
     return true;
 }
 

@@ -91,3 +91,13 @@ TEST(Cli, LogLevelDecidesWhatIsWrittenButNotTheAnswers) {
     EXPECT_EQ(readFile(fresh / ".Vesk/editor/settings.json"), R"({"cades":"","cryptoPro":"","logLevel":"info"})");
     EXPECT_NE(readFile(fresh / log).find("Error create Vesk home path: Success"), std::string::npos);
 }
+
+TEST(Cli, SettingsThatAreNotJsonAreAnsweredAsAJsonException) {
+    const auto home = makeTempDir("home");
+    fs::create_directories(home / ".Vesk" / "editor");
+    std::ofstream(home / ".Vesk" / "editor" / "settings.json") << R"({"logLevel":)";
+    const auto result = cli(home, shellQuote(kVersion));
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output.rfind(R"({"data":null,"error":["tr{JSON Exception:} [json.exception.parse_error.101] parse error)", 0), 0u)
+        << result.output;
+}
