@@ -1,6 +1,7 @@
 #include "common/Logging.h"
 
 #include "common/Settings.h"
+#include "common/Version.h"
 
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/basic_file_sink.h>
@@ -16,8 +17,8 @@
 namespace Vesk::Crypto {
 namespace {
 
-constexpr const char* kBuildStamp = "2604291700";
-constexpr const char* kModuleVersion = "1.0.6";
+constexpr const char* kBuildStamp = VESK_BUILD_STAMP;
+constexpr const char* kModuleVersion = VESK_MODULE_VERSION;
 
 spdlog::level::level_enum toSpdlog(LogLevel level) {
     switch (level) {

@@ -12,7 +12,7 @@ enum class LogLevel : int { None = 0, Fatal = 1, Error = 2, Warning = 3, Info = 
 // Sets the logger up on the first call; later calls do nothing.
 void initLogger();
 
-// Build stamp "YYMMDDhhmm" and "1.0.6-<stamp>".
+// Build stamp "YYMMDDhhmm" and "<version>-<stamp>".
 std::string CompileTimestamp();
 std::string getCryptoModuleVersion();
 

@@ -1,4 +1,5 @@
 #include "ModuleClient.h"
+#include "common/Version.h"
 
 #include "support/Process.h"
 #include "support/TempHome.h"
@@ -28,7 +29,7 @@ fs::path homeWithLevel(const std::string& level) {
 }
 
 const std::string kVersion = R"({"method":"version","args":{}})";
-const std::string kVersionAnswer = R"({"data":"1.0.6-2604291700","error":null})";
+const std::string kVersionAnswer = R"({"data":")" VESK_VERSION_TEXT R"(","error":null})";
 
 }  // namespace
 
