@@ -2,8 +2,8 @@
 
 #include "common/Answer.h"
 #include "common/Logging.h"
+#include "crypto/CryptoProviderFactory.h"
 #include "cryptopro/CryptoProInstallation.h"
-#include "cryptopro/CryptoProLibApi.h"
 #include "plugin/ErrorGuard.h"
 #include "plugin/RequestParsers.h"
 
@@ -66,7 +66,7 @@ bool executeJsonRequest(const std::string& request, std::string& result) {
         initLogger();
         VLOG_INFO << "[F] executeJsonRequest: " << request;
         // Loads the library on first use; whether it loaded only goes to the log.
-        VLOG_INFO << (CryptoPro::CryptoProLibApi::instance().isLoaded() ? "CP API Load SUCCESS" : "CP API Load FAIL");
+        VLOG_INFO << (CryptoProviderFactory::CryptoProIsAvaible() ? "CP API Load SUCCESS" : "CP API Load FAIL");
         dispatch(request, result);
     });
     guardRequest(result, [&] {
