@@ -83,7 +83,9 @@ TEST(Cli, LogLevelDecidesWhatIsWrittenButNotTheAnswers) {
     EXPECT_NE(infoLog.find("\"note\": \"проверка\""), std::string::npos);  // the args, indented
     EXPECT_EQ(infoLog.find("[F] parseVersion"), std::string::npos);
     // Appended across runs, never rolled.
-    EXPECT_EQ(infoLog.find("[F] executeJsonRequest: " + request), infoLog.rfind("[F] executeJsonRequest: " + request));
+    const auto firstRun = infoLog.find("[F] executeJsonRequest: " + request);
+    ASSERT_NE(firstRun, std::string::npos);
+    EXPECT_EQ(firstRun, infoLog.rfind("[F] executeJsonRequest: " + request));
     EXPECT_NE(readFile(verbose / log).find("[F] parseVersion"), std::string::npos);
 
     // A first run makes the folder and the default settings, and logs the creation.
