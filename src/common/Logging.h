@@ -58,11 +58,13 @@ struct Voidify {
 
 // The record is only built when its level passes, so arguments cost nothing otherwise. An
 // expression rather than an if, so the macro is safe after an unbraced if.
+// NOLINTBEGIN(bugprone-macro-parentheses): the record is streamed into, so it cannot be wrapped.
 #define VLOG(level)                                        \
     !::Vesk::Crypto::logging::enabled(level)               \
         ? (void)0                                          \
         : ::Vesk::Crypto::logging::Voidify() &             \
               ::Vesk::Crypto::logging::Record(level, __PRETTY_FUNCTION__, __FILE__, __LINE__)
+// NOLINTEND(bugprone-macro-parentheses)
 
 #define VLOG_FATAL VLOG(::Vesk::Crypto::LogLevel::Fatal)
 #define VLOG_ERROR VLOG(::Vesk::Crypto::LogLevel::Error)

@@ -42,6 +42,7 @@ CryptoProLibApi::CryptoProLibApi(const std::string& libraryPath) {
         auto library = std::make_shared<boost::dll::shared_library>(
             boost::dll::fs::path(libraryPath), boost::dll::load_mode::search_system_folders);
         library_ = library;
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the argument is a name
 #define CADES_ENTRY(returnType, name, parameters) \
     name = keepLoaded(library, &library->get<decltype(::name)>(#name));
 #include "cades/CadesEntryPoints.def"
@@ -50,10 +51,12 @@ CryptoProLibApi::CryptoProLibApi(const std::string& libraryPath) {
         return;
     }
     // An optional entry point that is missing stays empty.
+// NOLINTBEGIN(bugprone-macro-parentheses): the argument is a name
 #define CADES_ENTRY(returnType, name, parameters)                                      \
     if (library_->has(#name)) name = keepLoaded(library_, &library_->get<decltype(::name)>(#name));
 #include "cades/CadesOptionalEntryPoints.def"
 #undef CADES_ENTRY
+    // NOLINTEND(bugprone-macro-parentheses)
 }
 
 CryptoProLibApi::~CryptoProLibApi() = default;
@@ -61,6 +64,7 @@ CryptoProLibApi::~CryptoProLibApi() = default;
 bool CryptoProLibApi::isLoaded() const {
     if (!library_) return false;
     bool complete = true;
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the argument is a name
 #define CADES_ENTRY(returnType, name, parameters) complete = complete && !name.empty();
 #include "cades/CadesEntryPoints.def"
 #undef CADES_ENTRY

@@ -32,6 +32,7 @@ public:
     // Binds the library at this path; used once by instance(), and by tests.
     explicit CryptoProLibApi(const std::string& libraryPath);
 
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the argument is a name
 #define CADES_ENTRY(returnType, name, parameters) boost::function<decltype(::name)> name;
 #include "cades/CadesEntryPoints.def"
     // Bound when the library has them; empty otherwise, and not counted by isLoaded().

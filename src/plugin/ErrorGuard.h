@@ -25,7 +25,7 @@ void logGuardedError(const Text& text) noexcept {
     }
 }
 
-inline void answerError(std::string& result, std::string text) noexcept {
+inline void answerError(std::string& result, const std::string& text) noexcept {
     try {
         result = makeErrorAnswer(text);
     } catch (...) {

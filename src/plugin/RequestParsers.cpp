@@ -119,7 +119,7 @@ CryptoProvider providerOf(const json& args, bool present) {
 void parseVerifyRequest(const json& request, std::string& result) {
     VLOG_VERBOSE << "[F] parseVerifyRequest";
     try {
-        const json args = request.at("args");
+        const json& args = request.at("args");
         const bool hasFile = checkJsonParametersExists(args, "file");
         const bool hasProvider = checkJsonParametersExists(args, "provider");
         const bool hasDocument = checkJsonParametersExists(args, "document");
@@ -143,7 +143,7 @@ void parseVerifyRequest(const json& request, std::string& result) {
 void parseExtractRequest(const json& request, std::string& result) {
     VLOG_VERBOSE << "[F] parseExtractRequest";
     try {
-        const json args = request.at("args");
+        const json& args = request.at("args");
         if (!checkJsonParametersExists(args, "file")) {
             result = missingParamAnswer("file");
             return;
@@ -170,7 +170,7 @@ void addSignTime(WatermarkOptions::WatermarkStrings& line, const InternalSignOpt
 void parseSignRequest(const json& request, std::string& result) {
     VLOG_VERBOSE << "[F] parseSignRequest";
     try {
-        const json args = request.at("args");
+        const json& args = request.at("args");
         if (!checkJsonParametersExists(args, "sign_info")) {
             result = makeErrorAnswer("tr{Request without sign_info}");
             return;
