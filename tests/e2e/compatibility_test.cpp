@@ -101,9 +101,12 @@ TEST_F(Compatibility, LogTagsBorrowedFromOtherFunctions) {
            {"output_file", b64((dir / "stamped.pdf").string())},
            {"sign_info",
             {{"provider", "CryptoPRO"}, {"attach_type", "Detached"}, {"search_string", b64(kIvanov)},
-             {"watermark", {{"strings", {{{"text", "Подписано"}}}}}}}}}}});
+             {"watermark", {{"strings", {{{"text", "Подписано"}, {"font", "No Such Font Family"}}}}}}}}}}});
     ASSERT_TRUE(stamped["error"].is_null()) << stamped.dump();
-    EXPECT_NE(log().find("[M] FileSigner::signPdfFile"), std::string::npos);
+    text = log();
+    EXPECT_NE(text.find("[M] FileSigner::signPdfFile"), std::string::npos);
+    // The fallback is "Courier New"; the log names Courier.
+    EXPECT_NE(text.find("Create font: No Such Font Family failed, using default font Courier\n"), std::string::npos);
 }
 
 TEST_F(Compatibility, PdfSignatureIsReadOneHexDigitShortOfItsEnd) {
