@@ -77,7 +77,7 @@ void replayEarlyRecords(spdlog::logger& logger) {
 }
 
 spdlog::sink_ptr fileSink() {
-    // One file that grows across runs: appended to, never rolled.
+    // compat: one file that grows across runs: appended to, never rolled.
     static spdlog::sink_ptr sink = [] {
         try {
             return spdlog::sink_ptr(

@@ -120,7 +120,7 @@ RequestApiResultPtr CpSigner::signMessage(const std::vector<unsigned char>& data
     PCCERT_CHAIN_CONTEXT rawChain = nullptr;
     const BOOL chained = api.CertGetCertificateChain(nullptr, context, nullptr, nullptr, &chainPara, 0, nullptr, &rawChain);
     const CertChainGuard chain(rawChain);
-    if (!chained) return GetResultWithError("CpSigner::signMessage CadesSignMessage");
+    if (!chained) return GetResultWithError("CpSigner::signMessage CadesSignMessage");  // compat: reported as a signing failure
     if (chain != nullptr && chain->cChain > 0 && chain->rgpChain[0]->cElement > 1) {
         const CERT_SIMPLE_CHAIN& simple = *chain->rgpChain[0];
         messageCertificates.clear();
@@ -178,6 +178,7 @@ RequestApiResultPtr CpSigner::addCoSign(const std::vector<unsigned char>& signed
     }
     for (const auto& signer : *verified->signers) {
         if (!signer || !signer->verified)
+            // compat: hosts translate this key with its doubled prefix
             return failure("tr{CpSigner::addCoSign CpSigner::addCoSign Signature is not valid}");
     }
 

@@ -39,6 +39,7 @@ std::string CadesVerifyMessageDwStatus(DWORD status) {
     if (kDefinedStatuses.count(status) != 0) {
         text = kStatusTexts.at(status - 1);
     } else {
+        // compat: 0 and the gaps 10-12 read as unknown codes too
         text = "Код ошибки: " + std::to_string(status) + " не известен";
     }
     if (!text.empty()) {
@@ -75,7 +76,7 @@ RequestApiResultPtr GetResultWithError(const std::string& context) {
 }
 
 RequestApiResultPtr GetResultWithError(const std::string& context, DWORD code) {
-    if (code == 0) return nullptr;
+    if (code == 0) return nullptr;  // compat: no error code, no result; callers cope with null
 
     auto result = std::make_shared<RequestApiResult>();
     result->success = false;

@@ -139,7 +139,7 @@ CpVerifySign::SignParams CpVerifySign::getSignParams(const std::vector<unsigned 
     VLOG_VERBOSE << "[M] CpVerifySign::getSignParams";
     SignParams params;
     auto& api = CryptoProLibApi::instance();
-    // The detached flag goes to the decoder as the value 1 itself, not as CMSG_DETACHED_FLAG.
+    // compat: the detached flag goes to the decoder as the value 1 itself, not as CMSG_DETACHED_FLAG.
     CpCryptMsgHandlerGuard message(
         api.CryptMsgOpenToDecode(kEncoding, detached ? 1 : 0, 0, 0, nullptr, nullptr));
     if (!message) {
