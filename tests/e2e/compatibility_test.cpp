@@ -25,7 +25,7 @@ protected:
         // Every record is wanted: the log is read back below.
         const auto folder = tempHome() / ".Vesk" / "editor";
         fs::create_directories(folder);
-        std::ofstream(folder / "settings.json") << json{{"cades", CADES_EMULATOR_PATH}, {"logLevel", "verbose"}}.dump();
+        std::ofstream(folder / "settings.json") << json{{"cades", cadesLibraryUnderTest()}, {"logLevel", "verbose"}}.dump();
         dir = makeTempDir("compat");
         setenv("TMPDIR", dir.c_str(), 1);
     }
