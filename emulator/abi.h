@@ -4,7 +4,7 @@
 #pragma once
 
 #pragma GCC visibility push(default)
-#include "cryptopro/CadesAbi.h"
+#include "cades/CadesAbi.h"
 #pragma GCC visibility pop
 
 #define CRYPT_E_EXISTS 0x80092005u

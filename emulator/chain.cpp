@@ -1,6 +1,7 @@
 #include "chain.h"
 
 #include <memory>
+#include <map>
 #include <mutex>
 
 #include "certificate.h"
@@ -117,9 +118,9 @@ using namespace cades_emulator;
 
 namespace {
 
-// A chain context with everything it points to. There is no function among the
-// library's entry points to free a chain, so chains stay owned by the library;
-// identical chains are shared, which keeps their number bounded.
+// A chain context with everything it points to. Each call hands out a chain of its own, which
+// lives until CertFreeCertificateChain releases it; the live ones are counted so that a caller's
+// leak can be seen.
 struct OwnedChain {
     CERT_CHAIN_CONTEXT context{};
     CERT_SIMPLE_CHAIN simpleChain{};
@@ -127,32 +128,19 @@ struct OwnedChain {
     std::vector<CERT_CHAIN_ELEMENT> elements;
     std::vector<PCERT_CHAIN_ELEMENT> elementPointers;
     std::vector<CertificateReference> certificates;
-    std::vector<std::vector<BYTE>> encoded;
 };
 
-std::mutex chainCacheMutex;
-std::vector<std::unique_ptr<OwnedChain>>& chainCache()
+std::mutex liveChainsMutex;
+std::map<const CERT_CHAIN_CONTEXT*, std::unique_ptr<OwnedChain>>& liveChains()
 {
-    initializeCertificateRegistry(); // created first, so it outlives the cached chains
-    static std::vector<std::unique_ptr<OwnedChain>> cache;
-    return cache;
+    initializeCertificateRegistry(); // created first, so it outlives the chains still held
+    static std::map<const CERT_CHAIN_CONTEXT*, std::unique_ptr<OwnedChain>> chains;
+    return chains;
 }
 
-bool sameChain(const OwnedChain& owned, const ChainResult& result, const std::vector<std::vector<BYTE>>& encoded)
-{
-    if (owned.encoded != encoded || owned.elements.size() != result.elementErrors.size() ||
-        owned.context.TrustStatus.dwErrorStatus != result.chainErrors)
-        return false;
-    for (size_t i = 0; i < owned.elements.size(); ++i)
-        if (owned.elements[i].TrustStatus.dwErrorStatus != result.elementErrors[i])
-            return false;
-    return true;
-}
-
-std::unique_ptr<OwnedChain> makeOwnedChain(ChainResult result, std::vector<std::vector<BYTE>> encoded)
+std::unique_ptr<OwnedChain> makeOwnedChain(ChainResult result)
 {
     auto owned = std::make_unique<OwnedChain>();
-    owned->encoded = std::move(encoded);
     const size_t count = result.certificates.size();
     owned->elements.resize(count);
     for (size_t i = 0; i < count; ++i) {
@@ -198,19 +186,24 @@ extern "C" BOOL CertGetCertificateChain(void* hChainEngine, PCCERT_CONTEXT pCert
     if (pTime != nullptr)
         when = fileTimeToUnixTime(*pTime);
 
-    ChainResult result = buildChain(certificate->x509(), extra, when);
-    std::vector<std::vector<BYTE>> encoded;
-    for (const X509Ptr& element : result.certificates)
-        encoded.push_back(encodeCertificate(element.get()));
-
-    std::lock_guard<std::mutex> lock(chainCacheMutex);
-    for (const auto& cached : chainCache()) {
-        if (sameChain(*cached, result, encoded)) {
-            *ppChainContext = &cached->context;
-            return TRUE;
-        }
-    }
-    chainCache().push_back(makeOwnedChain(std::move(result), std::move(encoded)));
-    *ppChainContext = &chainCache().back()->context;
+    auto owned = makeOwnedChain(buildChain(certificate->x509(), extra, when));
+    *ppChainContext = &owned->context;
+    std::lock_guard<std::mutex> lock(liveChainsMutex);
+    liveChains().emplace(&owned->context, std::move(owned));
     return TRUE;
+}
+
+extern "C" void CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT pChainContext)
+{
+    if (pChainContext == nullptr)
+        return;
+    std::lock_guard<std::mutex> lock(liveChainsMutex);
+    liveChains().erase(pChainContext);
+}
+
+// The emulator's own diagnostic: chains handed out and not yet released.
+extern "C" __attribute__((visibility("default"))) unsigned CadesEmulatorLiveChainCount(void)
+{
+    std::lock_guard<std::mutex> lock(liveChainsMutex);
+    return static_cast<unsigned>(liveChains().size());
 }

@@ -11,7 +11,7 @@ jobs=$(nproc 2>/dev/null || echo 2)
 run_suite() {
   local dir=$1; shift
   echo "== Build in $dir ($*)"
-  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVESK_WERROR=ON "$@" >/dev/null
   cmake --build "$dir" -j"$jobs"
   echo "== Tests in $dir"
   (cd "$dir" && ctest --output-on-failure -j"$jobs")

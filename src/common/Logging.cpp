@@ -1,6 +1,7 @@
 #include "common/Logging.h"
 
 #include "common/Settings.h"
+#include "common/Version.h"
 
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/base_sink.h>
@@ -18,8 +19,8 @@
 namespace Vesk::Crypto {
 namespace {
 
-constexpr const char* kBuildStamp = "2604291700";
-constexpr const char* kModuleVersion = "1.0.6";
+constexpr const char* kBuildStamp = VESK_BUILD_STAMP;
+constexpr const char* kModuleVersion = VESK_MODULE_VERSION;
 
 spdlog::level::level_enum toSpdlog(LogLevel level) {
     switch (level) {
@@ -122,7 +123,7 @@ private:
 };
 
 std::shared_ptr<StreamSink> fileSink() {
-    // One file that grows across runs: appended to, never rolled. Flushed at warnings and at
+    // compat: one file that grows across runs: appended to, never rolled. Flushed at warnings and at
     // each answer, not at every record.
     static std::shared_ptr<StreamSink> sink = []() -> std::shared_ptr<StreamSink> {
         const auto path = getLogFilePath();

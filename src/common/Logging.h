@@ -13,7 +13,7 @@ enum class LogLevel : int { None = 0, Fatal = 1, Error = 2, Warning = 3, Info = 
 // Sets the logger up on the first call; later calls do nothing.
 void initLogger();
 
-// Build stamp "YYMMDDhhmm" and "1.0.6-<stamp>".
+// Build stamp "YYMMDDhhmm" and "<version>-<stamp>".
 std::string CompileTimestamp();
 std::string getCryptoModuleVersion();
 
@@ -64,11 +64,13 @@ struct Voidify {
 
 // The record is only built when its level passes, so arguments cost nothing otherwise. An
 // expression rather than an if, so the macro is safe after an unbraced if.
+// NOLINTBEGIN(bugprone-macro-parentheses): the record is streamed into, so it cannot be wrapped.
 #define VLOG(level)                                        \
     !::Vesk::Crypto::logging::enabled(level)               \
         ? (void)0                                          \
         : ::Vesk::Crypto::logging::Voidify() &             \
               ::Vesk::Crypto::logging::Record(level, __PRETTY_FUNCTION__, __FILE__, __LINE__)
+// NOLINTEND(bugprone-macro-parentheses)
 
 // A record of a short head and a long text (a request, an answer), written as one line.
 #define VLOG_TEXT(level, head, text, flush)                                                                   \

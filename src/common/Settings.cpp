@@ -31,7 +31,7 @@ fs::path getSettingsFilePath() {
     const auto home = getEditorSettingsHomePath();
     if (missing(home)) {
         std::error_code ec;
-        // Kept as the log has always had it: a successful creation is what gets logged.
+        // compat: kept as the log has always had it: a successful creation is what gets logged.
         if (fs::create_directories(home, ec)) {
             VLOG_ERROR << "Error create Vesk home path: " << ec.message();
         }
@@ -53,7 +53,7 @@ LogLevel logLevelFromName(const nlohmann::json& name) {
             if (text == kLevelNames[i]) return static_cast<LogLevel>(i);
         }
     }
-    return LogLevel::None;
+    return LogLevel::None;  // compat: an unknown name silences the log, no fallback to the default
 }
 
 VeskCryptoSettings& VeskCryptoSettings::instance() {

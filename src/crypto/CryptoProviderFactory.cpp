@@ -42,7 +42,7 @@ bool CryptoProviderFactory::CryptoProIsAvaible() { return CryptoPro::CryptoProLi
 std::vector<CryptoProvider> CryptoProviderFactory::getAvaibleCryptoproviderList() {
     std::vector<CryptoProvider> providers;
     if (CryptoProIsAvaible()) providers.push_back(CryptoProvider::CryptoPro);
-    providers.push_back(CryptoProvider::Native);
+    providers.push_back(CryptoProvider::Native);  // compat: hosts expect Native listed, though nothing serves it
     return providers;
 }
 

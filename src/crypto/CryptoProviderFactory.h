@@ -16,16 +16,16 @@ namespace Vesk::Crypto {
 
 class CryptoProviderFactory {
 public:
-    static std::shared_ptr<IVerify> getVerifycator(CryptoProvider provider);
+    static std::shared_ptr<IVerify> getVerifycator(CryptoProvider provider);  // compat: hosts use this spelling
     static std::shared_ptr<ISign> getSigner(CryptoProvider provider);
     static std::shared_ptr<IExtract> getExtracter(CryptoProvider provider);
     static std::shared_ptr<ICertificateStorage> getStorage(CryptoProvider provider);
 
-    static bool CryptoProIsAvaible();
+    static bool CryptoProIsAvaible();  // compat: hosts use this spelling
     static bool OpenSslIsAvaible() { return true; }
     static bool NativeAvaible() { return true; }
     // CryptoPro while its library is loaded, then Native, always.
-    static std::vector<CryptoProvider> getAvaibleCryptoproviderList();
+    static std::vector<CryptoProvider> getAvaibleCryptoproviderList();  // compat: hosts use this spelling
 };
 
 // The answer of "get_providers".

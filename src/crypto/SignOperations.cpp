@@ -147,7 +147,7 @@ std::string cosignFile(SignOptions& options, InternalSignOptions& internal) {
             return refusal("tr{У файла существуют прикрепленная и открепленная подписи одновременно!}");
 
         switch (formats.front().format) {
-            case SignTypeDeterminator::Unknown:  // an unknown format is taken for a detached one
+            case SignTypeDeterminator::Unknown:  // compat: an unknown format is taken for a detached one
             case SignTypeDeterminator::DetachedFile:
                 options.attach_type = SignAttachType::Detached;
                 break;

@@ -53,7 +53,7 @@ VerifySignResultPtr failure(const std::string& message) {
 }  // namespace
 
 std::pair<bool, std::string> SignTypeDeterminator::isSignExtension(const fs::path& file) {
-    VLOG_VERBOSE << "[M] SignTypeDeterminator::verifySign " << file.string();
+    VLOG_VERBOSE << "[M] SignTypeDeterminator::verifySign " << file.string();  // compat: log readers know this tag
     const std::string extension = extensionOf(file);
     for (const char* known : kSignExtensions)
         if (boost::algorithm::iequals(extension, known)) return {true, known};
@@ -86,7 +86,8 @@ bool SignTypeDeterminator::isCpPdfSignFormat(const fs::path& file) {
     if (!isPdf(file) || !fstools::isRegularFile(file)) return false;
 
     // A plain PDF ends with "%%EOF" and one end-of-line byte; a PDF wrapped in a signature message
-    // ends with signature data. Exactly the five bytes before the last one are tested.
+    // ends with signature data.
+    // compat: exactly the five bytes before the last one are tested; CR LF or no EOL reads as wrapped.
     std::string tail;
     if (!fstools::readFileTail(file, 6, tail)) tail.assign(6, '\0');
     return std::memcmp(tail.data(), "%%EOF", 5) != 0;
@@ -116,7 +117,7 @@ bool SignTypeDeterminator::isMixedSign(const std::list<SignFormatInfo>& formats)
 }
 
 std::list<SignTypeDeterminator::SignFormatInfo> SignTypeDeterminator::getSignFormats(const fs::path& file) {
-    VLOG_VERBOSE << "[M] SignTypeDeterminator::getSignFormat " << file.string();
+    VLOG_VERBOSE << "[M] SignTypeDeterminator::getSignFormat " << file.string();  // compat: log readers know this tag
     std::list<SignFormatInfo> formats;
     fs::path sign;
     fs::path original;

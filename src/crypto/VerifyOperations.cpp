@@ -75,7 +75,7 @@ std::string verifySign(const std::string& data, const std::string& signature, bo
                        CryptoProvider /*provider*/) {
     try {
         initLogger();
-        VLOG_VERBOSE << "[F] verifySignData";
+        VLOG_VERBOSE << "[F] verifySignData";  // compat: log readers know this tag
         const std::string dataText = base64::decode(data);
         const std::string signatureText = base64::decode(signature);
         const std::vector<unsigned char> dataBytes(dataText.begin(), dataText.end());
@@ -102,7 +102,7 @@ std::string verifySign(const std::string& data, const std::string& signature, bo
 std::string extractData(const fs::path& file, CryptoProvider provider) {
     try {
         initLogger();
-        VLOG_VERBOSE << "[F] ExtractData";
+        VLOG_VERBOSE << "[F] ExtractData";  // compat: log readers know this tag
         const auto [signExtension, extension] = SignTypeDeterminator::isSignExtension(file);
         // A PDF without a signature extension may itself be a wrapped attached signature.
         if (!signExtension && !boost::algorithm::iequals(extension, ".pdf"))

@@ -1,7 +1,7 @@
 #pragma once
 // Owns one open system certificate store of the CAdES library.
 
-#include "cryptopro/CadesAbi.h"
+#include "cades/CadesAbi.h"
 
 #include <string>
 

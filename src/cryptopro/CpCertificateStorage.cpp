@@ -74,7 +74,7 @@ CertificatePtr CpCertificateStorage::addCertificate(std::vector<unsigned char> e
     return certContextToObject(context.get());
 }
 
-void CpCertificateStorage::deleteCertificate(CertificatePtr) {}
+void CpCertificateStorage::deleteCertificate(CertificatePtr) {}  // compat: never removes anything
 
 size_t CpCertificateStorage::certCount() const { return certificates_.size(); }
 

@@ -3,7 +3,7 @@
 // serial-number text.
 
 #include "crypto/ICertificateStorage.h"
-#include "cryptopro/CertContextGuard.h"
+#include "cryptopro/CadesHandle.h"
 #include "cryptopro/CpCertStoreHandler.h"
 
 #include <map>

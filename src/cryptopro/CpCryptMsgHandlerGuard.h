@@ -1,45 +1,31 @@
 #pragma once
 // Owns one message handle of the CAdES library and closes it with CryptMsgClose.
 
-#include "cryptopro/CadesAbi.h"
-#include "cryptopro/CryptoProLibApi.h"
+#include "cryptopro/CadesHandle.h"
 
 namespace Vesk::Crypto::CryptoPro {
 
 class CpCryptMsgHandlerGuard {
 public:
     explicit CpCryptMsgHandlerGuard(HCRYPTMSG message) : message_(message) {}
-    ~CpCryptMsgHandlerGuard() {
-        try {
-            close();
-        } catch (...) {
-            // the library is gone; nothing left to close the handle with
-        }
-    }
-    CpCryptMsgHandlerGuard(const CpCryptMsgHandlerGuard&) = delete;
-    CpCryptMsgHandlerGuard& operator=(const CpCryptMsgHandlerGuard&) = delete;
-    CpCryptMsgHandlerGuard(CpCryptMsgHandlerGuard&&) = delete;
-    CpCryptMsgHandlerGuard& operator=(CpCryptMsgHandlerGuard&&) = delete;
 
-    explicit operator bool() const { return message_ != nullptr; }
-    HCRYPTMSG get() const { return message_; }
+    explicit operator bool() const { return static_cast<bool>(message_); }
+    HCRYPTMSG get() const { return message_.get(); }
 
     // Closes the handle held and takes the given one.
     void reset(HCRYPTMSG message) {
         close();
-        message_ = message;
+        message_.reset(message);
     }
 
     // Closes the handle now; true when there was none or the library closed it.
     bool close() {
-        if (message_ == nullptr) return true;
-        HCRYPTMSG message = message_;
-        message_ = nullptr;
-        return CryptoProLibApi::instance().CryptMsgClose(message) != FALSE;
+        HCRYPTMSG message = message_.release();
+        return message == nullptr || closeCryptMessage(message);
     }
 
 private:
-    HCRYPTMSG message_;
+    CryptMessageHandle message_;
 };
 
 }  // namespace Vesk::Crypto::CryptoPro

@@ -1,7 +1,7 @@
 #include "cryptopro/CpSigner.h"
 
 #include "common/Logging.h"
-#include "cryptopro/CadesResourceGuards.h"
+#include "cryptopro/CadesHandle.h"
 #include "cryptopro/CpCryptMsgHandlerGuard.h"
 #include "cryptopro/CpStatusTexts.h"
 #include "cryptopro/CpVerifySign.h"
@@ -114,13 +114,13 @@ RequestApiResultPtr CpSigner::signMessage(const std::vector<unsigned char>& data
     para.pSignMessagePara = &signPara;
     para.pCadesSignPara = &records.cades;
 
-    // The message carries the signer's chain without its root. The chain context stays the
-    // library's: the binding offers no call to release it.
+    // The message carries the signer's chain without its root.
     CERT_CHAIN_PARA chainPara{};
     chainPara.cbSize = sizeof(chainPara);
-    PCCERT_CHAIN_CONTEXT chain = nullptr;
-    if (!api.CertGetCertificateChain(nullptr, context, nullptr, nullptr, &chainPara, 0, nullptr, &chain))
-        return GetResultWithError("CpSigner::signMessage CadesSignMessage");
+    PCCERT_CHAIN_CONTEXT rawChain = nullptr;
+    const BOOL chained = api.CertGetCertificateChain(nullptr, context, nullptr, nullptr, &chainPara, 0, nullptr, &rawChain);
+    const CertChainGuard chain(rawChain);
+    if (!chained) return GetResultWithError("CpSigner::signMessage CadesSignMessage");  // compat: reported as a signing failure
     if (chain != nullptr && chain->cChain > 0 && chain->rgpChain[0]->cElement > 1) {
         const CERT_SIMPLE_CHAIN& simple = *chain->rgpChain[0];
         messageCertificates.clear();
@@ -178,6 +178,7 @@ RequestApiResultPtr CpSigner::addCoSign(const std::vector<unsigned char>& signed
     }
     for (const auto& signer : *verified->signers) {
         if (!signer || !signer->verified)
+            // compat: hosts translate this key with its doubled prefix
             return failure("tr{CpSigner::addCoSign CpSigner::addCoSign Signature is not valid}");
     }
 

@@ -3,7 +3,7 @@
 // the user's personal store.
 
 #include "crypto/ISign.h"
-#include "cryptopro/CadesAbi.h"
+#include "cades/CadesAbi.h"
 #include "cryptopro/CpCertificateStorage.h"
 
 namespace Vesk::Crypto::CryptoPro {

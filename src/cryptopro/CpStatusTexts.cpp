@@ -39,6 +39,7 @@ std::string CadesVerifyMessageDwStatus(DWORD status) {
     if (kDefinedStatuses.count(status) != 0) {
         text = kStatusTexts.at(status - 1);
     } else {
+        // compat: 0 and the gaps 10-12 read as unknown codes too
         text = "Код ошибки: " + std::to_string(status) + " не известен";
     }
     if (!text.empty()) {
@@ -47,9 +48,10 @@ std::string CadesVerifyMessageDwStatus(DWORD status) {
     return text;
 }
 
-std::string GetLastErrorMessage() {
+std::string GetLastErrorMessage() { return GetLastErrorMessage(CryptoProLibApi::instance().GetLastError()); }
+
+std::string GetLastErrorMessage(DWORD code) {
     auto& api = CryptoProLibApi::instance();
-    const DWORD code = api.GetLastError();
     if (code == 0) return {};
 
     // With FORMAT_MESSAGE_ALLOCATE_BUFFER the library allocates the text and stores its
@@ -70,12 +72,15 @@ std::string GetLastErrorMessage() {
 }
 
 RequestApiResultPtr GetResultWithError(const std::string& context) {
-    const DWORD code = CryptoProLibApi::instance().GetLastError();
-    if (code == 0) return nullptr;
+    return GetResultWithError(context, CryptoProLibApi::instance().GetLastError());
+}
+
+RequestApiResultPtr GetResultWithError(const std::string& context, DWORD code) {
+    if (code == 0) return nullptr;  // compat: no error code, no result; callers cope with null
 
     auto result = std::make_shared<RequestApiResult>();
     result->success = false;
-    std::string message = GetLastErrorMessage();
+    std::string message = GetLastErrorMessage(code);
     if (message.empty()) {
         std::ostringstream text;
         text << "Error 0x" << std::hex << code;

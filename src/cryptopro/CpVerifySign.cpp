@@ -1,7 +1,7 @@
 #include "cryptopro/CpVerifySign.h"
 
 #include "common/Logging.h"
-#include "cryptopro/CadesResourceGuards.h"
+#include "cryptopro/CadesHandle.h"
 #include "cryptopro/CpCryptMsgHandlerGuard.h"
 #include "cryptopro/CpStatusTexts.h"
 #include "cryptopro/CpTexts.h"
@@ -60,15 +60,15 @@ std::string describe(const Certificate& certificate) {
 }
 
 // The signer's certificate path up to its root, as the library builds it from its stores; a
-// certificate already listed (shared by several signers) is not repeated. The chain context stays
-// the library's: the binding offers no call to release it.
+// certificate already listed (shared by several signers) is not repeated.
 void appendChain(ResultWithSigners& result, PCCERT_CONTEXT signer) {
     CERT_CHAIN_PARA chainPara{};
     chainPara.cbSize = sizeof(chainPara);
-    PCCERT_CHAIN_CONTEXT chain = nullptr;
-    if (!CryptoProLibApi::instance().CertGetCertificateChain(nullptr, signer, nullptr, nullptr, &chainPara, 0,
-                                                             nullptr, &chain) ||
-        chain == nullptr || chain->cChain == 0) {
+    PCCERT_CHAIN_CONTEXT rawChain = nullptr;
+    const BOOL chained = CryptoProLibApi::instance().CertGetCertificateChain(nullptr, signer, nullptr, nullptr,
+                                                                             &chainPara, 0, nullptr, &rawChain);
+    const CertChainGuard chain(rawChain);
+    if (!chained || chain == nullptr || chain->cChain == 0) {
         VLOG_ERROR << "CertGetCertificateChain() failed";
         return;
     }
@@ -86,17 +86,17 @@ void appendChain(ResultWithSigners& result, PCCERT_CONTEXT signer) {
 // The message decoded again, for its signers' attributes; null when the library refuses it.
 HCRYPTMSG decodeAgain(const std::vector<unsigned char>& signature, bool detached) {
     auto& api = CryptoProLibApi::instance();
-    HCRYPTMSG message = api.CryptMsgOpenToDecode(kEncoding, detached ? CMSG_DETACHED_FLAG : 0, 0, 0, nullptr, nullptr);
-    if (message != nullptr && !api.CryptMsgUpdate(message, signature.data(), static_cast<DWORD>(signature.size()), TRUE)) {
-        api.CryptMsgClose(message);
+    CryptMessageHandle message(
+        api.CryptMsgOpenToDecode(kEncoding, detached ? CMSG_DETACHED_FLAG : 0, 0, 0, nullptr, nullptr));
+    if (message && !api.CryptMsgUpdate(message.get(), signature.data(), static_cast<DWORD>(signature.size()), TRUE))
         return nullptr;
-    }
-    return message;
+    return message.release();
 }
 
-// The library's description of its last error, or the context when it left no error code.
-std::string libraryError(const std::string& context) {
-    const auto error = GetResultWithError(context);
+// The library's description of an error code read right after the call that failed, or the
+// context when that call left no error code.
+std::string libraryError(const std::string& context, DWORD code) {
+    const auto error = GetResultWithError(context, code);
     return error && !error->errors.empty() ? error->errors.front() : context;
 }
 
@@ -149,7 +149,7 @@ CpVerifySign::SignParams CpVerifySign::getSignParams(const std::vector<unsigned 
     VLOG_VERBOSE << "[M] CpVerifySign::getSignParams";
     SignParams params;
     auto& api = CryptoProLibApi::instance();
-    // The detached flag goes to the decoder as the value 1 itself, not as CMSG_DETACHED_FLAG.
+    // compat: the detached flag goes to the decoder as the value 1 itself, not as CMSG_DETACHED_FLAG.
     CpCryptMsgHandlerGuard message(
         api.CryptMsgOpenToDecode(kEncoding, detached ? 1 : 0, 0, 0, nullptr, nullptr));
     if (!message) {
@@ -211,17 +211,17 @@ VerifySignResultPtr CpVerifySign::verify(const std::vector<unsigned char>& signa
     CpCryptMsgHandlerGuard message(
         api.CryptMsgOpenToDecode(kEncoding, detached ? CMSG_DETACHED_FLAG : 0, 0, 0, nullptr, nullptr));
     if (!message) {
-        result->errors.push_back(libraryError("CpVerifySign::verify CryptMsgOpenToDecode"));
+        result->errors.push_back(libraryError("CpVerifySign::verify CryptMsgOpenToDecode", api.GetLastError()));
         return result;
     }
     if (!api.CryptMsgUpdate(message.get(), signature.data(), static_cast<DWORD>(signature.size()), TRUE)) {
-        result->errors.push_back(libraryError("CpVerifySign::verify CryptMsgUpdate"));
+        result->errors.push_back(libraryError("CpVerifySign::verify CryptMsgUpdate", api.GetLastError()));
         return result;
     }
     DWORD signerCount = 0;
     DWORD countSize = sizeof(signerCount);
     if (!api.CryptMsgGetParam(message.get(), CMSG_SIGNER_COUNT_PARAM, 0, &signerCount, &countSize)) {
-        result->errors.push_back(libraryError("CpVerifySign::verify CryptMsgGetParam, for get signer count."));
+        result->errors.push_back(libraryError("CpVerifySign::verify CryptMsgGetParam, for get signer count.", api.GetLastError()));
         return result;
     }
 
@@ -260,6 +260,7 @@ VerifySignResultPtr CpVerifySign::verify(const std::vector<unsigned char>& signa
             called = api.CadesVerifyMessage(&verifyPara, index, signature.data(), static_cast<DWORD>(signature.size()),
                                             nullptr, &rawInfo);
         }
+        const DWORD verifyError = api.GetLastError();  // before the calls below replace it
         CadesVerificationInfoGuard info(rawInfo);
         message.reset(decodeAgain(signature, detached));
 
@@ -282,7 +283,7 @@ VerifySignResultPtr CpVerifySign::verify(const std::vector<unsigned char>& signa
                               : "Message is not verified successfully: ")
                       << description;
             result->errors.push_back(info ? CadesVerifyMessageDwStatus(info->dwStatus)
-                                          : libraryError("CpVerifySign::verify CadesVerifyMessage"));
+                                          : libraryError("CpVerifySign::verify CadesVerifyMessage", verifyError));
         }
         result->signers->push_back(std::move(signInfo));
     }

@@ -3,7 +3,7 @@
 // SignInfo per signer, with its signing time.
 
 #include "crypto/IVerify.h"
-#include "cryptopro/CadesAbi.h"
+#include "cades/CadesAbi.h"
 
 #include <vector>
 

@@ -31,13 +31,15 @@ bool findCryptoProTool(const std::vector<fs::path>& roots, const std::vector<std
     return false;
 }
 
-bool cryptoproIsInstalled() {
+bool cryptoproIsInstalled() { return cryptoproIsInstalledUnder({"/opt/cprocsp", "/opt", "/opt/cprocsp/lib"}); }
+
+bool cryptoproIsInstalledUnder(const std::vector<fs::path>& roots) {
     VLOG_VERBOSE << "[F] cryptoproIsInstalled";
     auto& settings = VeskCryptoSettings::instance();
     if (!settings.cryptoPro().empty() && pathExists(settings.cryptoPro())) return true;
     settings.setCryptoPro("");
     settings.save();
-    return findCryptoProTool({"/opt/cprocsp", "/opt", "/opt/cprocsp/lib"}, {"cptools", "certmgr"});
+    return findCryptoProTool(roots, {"cptools", "certmgr"});
 }
 
 }  // namespace Vesk::Crypto::fstools

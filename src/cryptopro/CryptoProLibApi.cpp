@@ -42,11 +42,21 @@ CryptoProLibApi::CryptoProLibApi(const std::string& libraryPath) {
         auto library = std::make_shared<boost::dll::shared_library>(
             boost::dll::fs::path(libraryPath), boost::dll::load_mode::search_system_folders);
         library_ = library;
-#define VESK_BIND_ENTRY(name) name = keepLoaded(library, &library->get<decltype(::name)>(#name));
-        VESK_CADES_ENTRY_POINTS(VESK_BIND_ENTRY)
-#undef VESK_BIND_ENTRY
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the argument is a name
+#define CADES_ENTRY(returnType, name, parameters) \
+    name = keepLoaded(library, &library->get<decltype(::name)>(#name));
+#include "cades/CadesEntryPoints.def"
+#undef CADES_ENTRY
     } catch (...) {
+        return;
     }
+    // An optional entry point that is missing stays empty.
+// NOLINTBEGIN(bugprone-macro-parentheses): the argument is a name
+#define CADES_ENTRY(returnType, name, parameters)                                      \
+    if (library_->has(#name)) name = keepLoaded(library_, &library_->get<decltype(::name)>(#name));
+#include "cades/CadesOptionalEntryPoints.def"
+#undef CADES_ENTRY
+    // NOLINTEND(bugprone-macro-parentheses)
 }
 
 CryptoProLibApi::~CryptoProLibApi() = default;
@@ -54,9 +64,10 @@ CryptoProLibApi::~CryptoProLibApi() = default;
 bool CryptoProLibApi::isLoaded() const {
     if (!library_) return false;
     bool complete = true;
-#define VESK_CHECK_ENTRY(name) complete = complete && !name.empty();
-    VESK_CADES_ENTRY_POINTS(VESK_CHECK_ENTRY)
-#undef VESK_CHECK_ENTRY
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the argument is a name
+#define CADES_ENTRY(returnType, name, parameters) complete = complete && !name.empty();
+#include "cades/CadesEntryPoints.def"
+#undef CADES_ENTRY
     return complete;
 }
 

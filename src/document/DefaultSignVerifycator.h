@@ -8,7 +8,7 @@
 namespace Vesk::Crypto {
 
 // Verifies CAdES signature files: attached (the file alone) or detached (signature and original).
-class DefaultSignVerifycator : public IFileVerifycator {
+class DefaultSignVerifycator : public IFileVerifycator {  // compat: hosts use this spelling
 public:
     explicit DefaultSignVerifycator(std::shared_ptr<IVerify> verifier);
     ~DefaultSignVerifycator() override = default;

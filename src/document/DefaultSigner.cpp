@@ -21,6 +21,7 @@ RequestApiResultPtr DefaultSigner::sign(const SignOptions& options, InternalSign
     auto result = std::make_shared<RequestApiResult>();
 
     std::vector<unsigned char> input;
+    // compat: the three texts of this signer are shown untranslated (no tr{}).
     if (!fstools::readFileToVector(options.file, input)) return failWith(result, "Не удалось прочитать файл");
 
     return signContent(input, options, internal);

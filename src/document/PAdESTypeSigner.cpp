@@ -118,6 +118,7 @@ RequestApiResultPtr checkExistingSignatures(const SignOptions& options, RequestA
 }
 
 // The signature form flags: SigFlags exactly 2, NeedAppearances not true.
+// compat: SigFlags is set to 2 exactly, not or-ed into what the form had.
 void setFormFlags(PdfAcroForm& form) {
     PdfDictionary& dictionary = form.GetObject()->GetDictionary();
     const PdfObject* flags = dictionary.GetKey("SigFlags");
@@ -137,6 +138,7 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
     auto result = std::make_shared<RequestApiResult>();
     try {
         // Only a regular file is a document: a FIFO, a device or a folder is answered as missing.
+        // compat: hosts translate this key spelt so
         if (!fstools::isRegularFile(options.file)) return fail(result, "tr{Файл не существет!}");
         if (options.cosign && !options.cosign_force) {
             if (auto refusal = checkExistingSignatures(options, result)) return refusal;
@@ -196,7 +198,7 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
             signedBytes.insert(signedBytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(read));
         VLOG_DEBUG << "Read for sign: " << signedBytes.size() << " bytes.";
 
-        // The signer's own result is not consulted: a failed signing leaves the signature empty.
+        // compat: the signer's own result is not consulted: a failed signing leaves the signature empty.
         std::vector<unsigned char> signature;
         signer_->signMessage(signedBytes, signature, options, internal);
         VLOG_DEBUG << "Created detached sign size: " << signature.size();
@@ -206,8 +208,8 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
         signDevice.Flush();
 
         const std::vector<char> signedPdf(buffer.GetBuffer(), buffer.GetBuffer() + signDevice.GetLength());
-        // The running result is still the fresh one here, so only save_with_errors lets the file
-        // be written; success is reported either way.
+        // compat: the running result is still the fresh one here, so only save_with_errors lets
+        // the file be written; success is reported either way.
         if (result->success || options.save_with_errors) {
             if (!fstools::saveVectorToFile(options.output_file, signedPdf))
                 return fail(result, "tr{Не удалось сохранить файл}");
@@ -229,7 +231,6 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
 }
 
 RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& options, InternalSignOptions& internal) {
-    VLOG_VERBOSE << "[M] FileSigner::signPdfFile";
     std::vector<char> pdf;
     const bool read = fstools::readFileToVector(options.file, pdf);
     VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
@@ -237,6 +238,7 @@ RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& option
     auto result = std::make_shared<RequestApiResult>();
     std::vector<unsigned char> stamped;
     if (read && !watermarkRequested(options)) {
+        VLOG_VERBOSE << "[M] FileSigner::signPdfFile";  // compat: log readers know this tag
         stamped.assign(pdf.begin(), pdf.end());
     } else {
         result = addWatermarkToPdf(pdf, options, internal, stamped);
@@ -251,7 +253,7 @@ RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& option
 RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(std::vector<char>& pdf, const SignOptions& options,
                                                        InternalSignOptions& internal,
                                                        std::vector<unsigned char>& stamped) {
-    VLOG_VERBOSE << "[M] PAdESTypeSigner::addWatermarkToPdf";
+    VLOG_VERBOSE << "[M] FileSigner::signPdfFile";  // compat: log readers know this tag
     auto result = std::make_shared<RequestApiResult>();
     try {
         // Stamped as an incremental update: the earlier bytes, and the signatures over them, stay;

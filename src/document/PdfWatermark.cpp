@@ -67,7 +67,7 @@ EPdfAlignment alignmentOf(PdfTextAlignment alignment) {
 void measure(PreparedLine& line, double boxWidth) {
     line.font->SetFontSize(line.size);
     const PdfFontMetrics* metrics = line.font->GetFontMetrics();
-    line.width = line.text.IsUnicode() ? metrics->StringWidth(line.text.GetUnicode(), line.text.GetUnicodeLength())
+    line.width = line.text.IsUnicode() ? metrics->StringWidth(line.text.GetUnicode(), static_cast<unsigned int>(line.text.GetUnicodeLength()))
                                        : metrics->StringWidth(line.text.GetString(), line.text.GetLength());
     line.height = metrics->GetLineSpacing();
     line.tooWide = line.width > boxWidth;

@@ -34,7 +34,7 @@ NLOHMANN_JSON_SERIALIZE_ENUM(SignAttachType, {
     {SignAttachType::PAdES, "PAdES"},
 })
 
-// No null row: an unknown alignment is Left.
+// compat: no null row: an unknown alignment is Left.
 NLOHMANN_JSON_SERIALIZE_ENUM(PdfTextAlignment, {
     {PdfTextAlignment::Left, "Left"},
     {PdfTextAlignment::Center, "Center"},

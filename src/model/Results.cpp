@@ -47,7 +47,7 @@ void to_json(nlohmann::json& j, const SignInfo& info) {
     j["NotAfter"] = certificate.notAfter;
     j["SigningTime"] = signingTimeText(certificate.signingTime);
     j["SerialNumber"] = certificate.serialNumber;
-    j["Verifyed"] = info.verified;
+    j["Verifyed"] = info.verified;  // compat: hosts read this key spelt so
 }
 
 void to_json(nlohmann::json& j, const SignInfoPtr& info) {

@@ -6,6 +6,6 @@
 #include <boost/dll/alias.hpp>
 
 BOOST_DLL_ALIAS(VeskCryptoPlugin::create, createVeskCrypto)
-BOOST_DLL_ALIAS(VeskCryptoPlugin::create, createRequestBuffer)
+BOOST_DLL_ALIAS(VeskCryptoPlugin::create, createRequestBuffer)  // compat: hosts load the factory by this name too
 BOOST_DLL_ALIAS(Vesk::Crypto::executeJsonRequest, CryptoModuleCppExecFunc)
 BOOST_DLL_ALIAS(Vesk::Crypto::executeJsonRequest, VeskExecuteJsonRequest)

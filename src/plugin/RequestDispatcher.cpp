@@ -2,8 +2,9 @@
 
 #include "common/Answer.h"
 #include "common/Logging.h"
+#include "crypto/CryptoProviderFactory.h"
 #include "cryptopro/CryptoProInstallation.h"
-#include "cryptopro/CryptoProLibApi.h"
+#include "plugin/ErrorGuard.h"
 #include "plugin/RequestParsers.h"
 #include "plugin/RequestSkeleton.h"
 
@@ -87,35 +88,27 @@ bool executeJsonRequest(const std::string& request, std::string& result) {
 }
 
 bool executeJsonRequestText(std::string_view request, std::string& result, LargeStrings largeStrings) {
-    try {
+    // A settings file that is not JSON fails in initLogger(); it is answered like any request error.
+    guardRequest(result, [&] {
         initLogger();
         VLOG_TEXT(LogLevel::Info, "[F] executeJsonRequest: ", request, false);
         // Loads the library on first use; whether it loaded only goes to the log.
-        VLOG_INFO << (CryptoPro::CryptoProLibApi::instance().isLoaded() ? "CP API Load SUCCESS" : "CP API Load FAIL");
-        try {
-            dispatch(request, result, largeStrings);
-        } catch (const json::exception& e) {
-            VLOG_ERROR << "JSON Exception: " << e.what();
-            result = makeErrorAnswer(std::string("tr{JSON Exception:} ") + e.what());
-        } catch (const std::exception& e) {
-            VLOG_ERROR << "Exception: " << e.what();
-            result = makeErrorAnswer(std::string("tr{Exception:} ") + e.what());
-        } catch (...) {
-            VLOG_ERROR << "Unknown exception";
-            result = makeErrorAnswer("tr{Unknown exception}");
+        VLOG_INFO << (CryptoProviderFactory::CryptoProIsAvaible() ? "CP API Load SUCCESS" : "CP API Load FAIL");
+        dispatch(request, result, largeStrings);
+    });
+    guardRequest(result, [&] {
+        if (result.empty()) {
+            VLOG_ERROR << "Result empty, Exit.";
+            result = makeErrorAnswer("tr{Nothing for do.}");
         }
-    } catch (const std::exception& e) {
-        // The settings or the logger could not be set up; the request still gets an answer.
-        result = makeErrorAnswer(std::string("tr{Exception:} ") + e.what());
-    } catch (...) {
-        result = makeErrorAnswer("tr{Unknown exception}");
-    }
-    if (result.empty()) {
-        VLOG_ERROR << "Result empty, Exit.";
-        result = makeErrorAnswer("tr{Nothing for do.}");
-    }
-    // The answer line is flushed: with it the request is complete in the log.
-    VLOG_TEXT(LogLevel::Info, "Exit with result: ", result, true);
+    });
+    guardCall(
+        [&] {
+            // The answer line is flushed: with it the request is complete in the log.
+            VLOG_TEXT(LogLevel::Info, "Exit with result: ", result, true);
+            return true;
+        },
+        false);
     return true;
 }
 

@@ -11,6 +11,7 @@
 #include "crypto/VerifyOperations.h"
 #include "model/Enums.h"
 #include "model/SignOptions.h"
+#include "plugin/ParserFailure.h"
 
 #include <boost/regex.hpp>
 
@@ -64,17 +65,14 @@ void parseVersion(const json&, std::string& result) {
 
 void parseGetFileOnBase64(const json& request, std::string& result) {
     VLOG_VERBOSE << "[F] parseGetFileOnBase64";
-    try {
+    runParser(VESK_PARSER_SITE("parseGetFileOnBase64"), ParserFailure::Answer, result, [&] {
         const json& args = request.at("args");
         if (!checkJsonParametersExists(args, "file")) {
             result = missingParamAnswer("file");
             return;
         }
         result = getFileAsBase64(getPathFromBase64(args.at("file").get<std::string>()));
-    } catch (...) {
-        VLOG_ERROR << "parseGetFileOnBase64 internal unhandled error";
-        result = makeErrorAnswer("tr{parseGetFileOnBase64 internal unhandled error}");
-    }
+    });
 }
 
 namespace {
@@ -82,7 +80,7 @@ namespace {
 // data: the document's base64 when the dispatcher read it in place; null to take it from the
 // document.
 void saveFileFromArgs(const json& request, const std::string_view* data, std::string& result) {
-    try {
+    runParser(VESK_PARSER_SITE("parseSaveFileFromBase64"), ParserFailure::Answer, result, [&] {
         const json& args = request.at("args");
         for (const char* name : {"file", "data"}) {
             if (!checkJsonParametersExists(args, name)) {
@@ -93,10 +91,7 @@ void saveFileFromArgs(const json& request, const std::string_view* data, std::st
         const auto path = getPathFromBase64(args.at("file").get<std::string>());
         result = saveFileFromBase64String(
             path, data != nullptr ? *data : std::string_view(args.at("data").get_ref<const std::string&>()));
-    } catch (...) {
-        VLOG_ERROR << "parseSaveFileFromBase64 internal unhandled error";
-        result = makeErrorAnswer("tr{parseSaveFileFromBase64 internal unhandled error}");
-    }
+    });
 }
 
 }  // namespace
@@ -134,8 +129,8 @@ CryptoProvider providerOf(const json& args, bool present) {
 
 void parseVerifyRequest(const json& request, std::string& result) {
     VLOG_VERBOSE << "[F] parseVerifyRequest";
-    try {
-        const json args = request.at("args");
+    runParser(VESK_PARSER_SITE("parseVerifyRequest"), ParserFailure::Swallow, result, [&] {
+        const json& args = request.at("args");
         const bool hasFile = checkJsonParametersExists(args, "file");
         const bool hasProvider = checkJsonParametersExists(args, "provider");
         const bool hasDocument = checkJsonParametersExists(args, "document");
@@ -151,24 +146,20 @@ void parseVerifyRequest(const json& request, std::string& result) {
             const bool attached = hasAttached && args.at("attached").get<bool>();
             result = verifySign(document, signature, attached, provider);
         }
-    } catch (const std::exception&) {
-        VLOG_ERROR << "parseVerifyRequest internal unhandled error";
-    }
+    });
 }
 
 void parseExtractRequest(const json& request, std::string& result) {
     VLOG_VERBOSE << "[F] parseExtractRequest";
-    try {
-        const json args = request.at("args");
+    runParser(VESK_PARSER_SITE("parseExtractRequest"), ParserFailure::Swallow, result, [&] {
+        const json& args = request.at("args");
         if (!checkJsonParametersExists(args, "file")) {
             result = missingParamAnswer("file");
             return;
         }
         const auto provider = providerOf(args, checkJsonParametersExists(args, "provider"));
         result = extractData(getPathFromBase64(args.at("file").get<std::string>()), provider);
-    } catch (const std::exception&) {
-        VLOG_ERROR << "parseExtractRequest internal unhandled error";
-    }
+    });
 }
 
 namespace {
@@ -185,8 +176,8 @@ void addSignTime(WatermarkOptions::WatermarkStrings& line, const InternalSignOpt
 
 void parseSignRequest(const json& request, std::string& result) {
     VLOG_VERBOSE << "[F] parseSignRequest";
-    try {
-        const json args = request.at("args");
+    runParser(VESK_PARSER_SITE("parseSignRequest"), ParserFailure::RethrowJson, result, [&] {
+        const json& args = request.at("args");
         if (!checkJsonParametersExists(args, "sign_info")) {
             result = makeErrorAnswer("tr{Request without sign_info}");
             return;
@@ -208,11 +199,7 @@ void parseSignRequest(const json& request, std::string& result) {
         } else {
             result = signFile(options, internal);
         }
-    } catch (const json::exception&) {
-        throw;  // the dispatcher answers type errors of the request with the library's text
-    } catch (const std::exception&) {
-        VLOG_ERROR << "parseSignRequest internal unhandled error";
-    }
+    });
 }
 
 }  // namespace Vesk::Crypto

@@ -4,6 +4,7 @@
 #include "common/Base64.h"
 #include "support/Process.h"
 #include "support/TempHome.h"
+#include "support/TestPki.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -21,7 +22,7 @@ protected:
     static void SetUpTestSuite() {
         fs::create_directories(tempHome() / ".Vesk/editor");
         std::ofstream(tempHome() / ".Vesk/editor/settings.json")
-            << R"({"cades":")" << CADES_EMULATOR_PATH << R"(","cryptoPro":"","logLevel":"none"})";
+            << R"({"cades":")" << cadesLibraryUnderTest() << R"(","cryptoPro":"","logLevel":"none"})";
     }
 
     void SetUp() override { dir_ = makeTempDir("cli"); }
@@ -90,11 +91,10 @@ TEST_F(Subcommands, AttachedSignVerifyExtractRoundTrip) {
     EXPECT_EQ(signature, dir_ / "письмо-signed.txt.sig");
 
     // openssl with the GOST engine accepts the signature and gives the content back.
-    const auto pki = std::string(CADES_TEST_HOME);
-    const auto opened = runCommand("OPENSSL_CONF=" + q(pki + "/openssl.cnf") + " openssl cms -verify -binary -inform DER -in " +
-                                   q(signature) + " -CAfile " + q(pki + "/pem/trusted.pem") + " 2>/dev/null");
-    EXPECT_EQ(opened.exitCode, 0);
-    EXPECT_EQ(opened.output, content);
+    std::string opened;
+    EXPECT_EQ(openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
+                      " -out " + q(dir_ / "opened.txt"), &opened), 0) << opened;
+    EXPECT_EQ(readFile(dir_ / "opened.txt"), content);
 
     result = cli("verify " + q(signature));
     EXPECT_EQ(result.exitCode, 0) << result.output;

@@ -3,6 +3,7 @@
 #include "common/Logging.h"
 #include "support/Process.h"
 #include "support/TempHome.h"
+#include "support/TestPki.h"
 
 #include <gtest/gtest.h>
 
@@ -23,7 +24,7 @@ public:
         const fs::path folder = vesk::test::tempHome() / ".Vesk" / "editor";
         fs::create_directories(folder);
         std::ofstream(folder / "settings.json")
-            << R"({"logLevel":"verbose","cades":")" << CADES_LIBRARY << R"(","cryptoPro":""})";
+            << R"({"logLevel":"verbose","cades":")" << vesk::test::cadesLibraryUnderTest() << R"(","cryptoPro":""})";
         Vesk::Crypto::initLogger();
     }
 };
@@ -48,15 +49,6 @@ fs::path writeTemp(const std::string& name, const Bytes& data) {
     out.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
     if (!out) throw std::runtime_error("cannot write " + file.string());
     return file;
-}
-
-std::string pki(const std::string& relative) { return std::string(CADES_TEST_HOME) + "/" + relative; }
-
-int openssl(const std::string& args, std::string* output) {
-    const auto result =
-        vesk::test::runCommand("OPENSSL_CONF=" + path(pki("openssl.cnf")) + " openssl " + args + " 2>&1");
-    if (output != nullptr) *output = result.output;
-    return result.exitCode;
 }
 
 bool opensslVerifies(const Bytes& signature, const Bytes* detachedContent, Bytes* content) {

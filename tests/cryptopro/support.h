@@ -3,6 +3,7 @@
 #pragma once
 
 #include "model/SignOptions.h"
+#include "support/TestPki.h"
 
 #include <filesystem>
 #include <string>
@@ -22,12 +23,8 @@ Bytes readFile(const std::filesystem::path& path);
 // Writes the bytes to a new file of the process's scratch folder and returns its path.
 std::filesystem::path writeTemp(const std::string& name, const Bytes& data);
 
-// Path inside the test PKI, e.g. pki("pem/trusted.pem").
-std::string pki(const std::string& relative);
-
-// Runs "openssl ARGS" with the PKI's GOST engine configuration; the exit status, and
-// stdout+stderr in *output when given.
-int openssl(const std::string& args, std::string* output = nullptr);
+using vesk::test::openssl;
+using vesk::test::pki;
 
 // openssl's verdict on a DER signature (content given for a detached one), trusting the PKI's
 // roots and intermediate CAs; the verified content lands in *content when given.

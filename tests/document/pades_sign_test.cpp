@@ -176,3 +176,12 @@ TEST(PadesSign, RefusalsLeaveFilesAloneAndReserveFollowsCadesType) {
     ASSERT_EQ(1u, holes.size());
     EXPECT_EQ(2 * 65536 + 2, holes[0].c - holes[0].b);
 }
+
+// Shown to the user as it stands, without tr{}.
+TEST(PadesSign, PdfWithoutSignaturesIsReportedUntranslated) {
+    const auto verified = PdfSignVerifycator(CryptoProviderFactory::getVerifycator(CryptoProvider::CryptoPro))
+                              .verify(makePdf("unsigned.pdf"));
+    ASSERT_TRUE(verified && verified->signers);
+    EXPECT_TRUE(verified->signers->empty());
+    EXPECT_EQ(std::vector<std::string>{"Файл не содержит подписей"}, verified->errors);
+}

@@ -44,17 +44,6 @@ void useCadesLibrary(const std::string& path) {
     std::ofstream(folder / "settings.json") << nlohmann::json{{"cades", path}, {"logLevel", "info"}}.dump();
 }
 
-std::string pki(const std::string& relative) {
-    const char* home = std::getenv("CADES_EMULATOR_HOME");
-    return std::string(home != nullptr ? home : "") + "/" + relative;
-}
-
-int openssl(const std::string& args, std::string* output) {
-    const auto result = runCommand("OPENSSL_CONF=" + shellQuote(pki("openssl.cnf")) + " openssl " + args + " 2>&1");
-    if (output != nullptr) *output = result.output;
-    return result.exitCode;
-}
-
 void opensslSign(const fs::path& in, const fs::path& out, const std::string& user, bool detached) {
     std::string output;
     const int status = openssl("cms -sign -binary " + std::string(detached ? "" : "-nodetach ") + "-in " + q(in) +

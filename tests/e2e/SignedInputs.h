@@ -2,6 +2,8 @@
 // Signed inputs made by independent tools (openssl with the GOST engine, poppler's pdfsig with an
 // NSS database), from the test PKI that the emulator uses as its store.
 
+#include "support/TestPki.h"
+
 #include <filesystem>
 #include <string>
 
@@ -13,12 +15,6 @@ inline constexpr const char* kPetrova = "0x4512";
 
 // Points the module at a CAdES library; must run before the first request of the process.
 void useCadesLibrary(const std::string& path);
-
-// A file of the test PKI (the emulator home named by CADES_EMULATOR_HOME).
-std::string pki(const std::string& relative);
-
-// "openssl ARGS" with the PKI's GOST engine configuration; the exit status, output in *output.
-int openssl(const std::string& args, std::string* output = nullptr);
 
 // CMS signature of `in` by a PKI user (e.g. "user_gost256"), DER, attached or detached.
 void opensslSign(const std::filesystem::path& in, const std::filesystem::path& out, const std::string& user,

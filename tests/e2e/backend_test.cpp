@@ -24,7 +24,7 @@ const json kGetProviders = {{"method", "get_providers"}, {"args", json::object()
 }  // namespace
 
 TEST(Backend, CertificateListFromTheEmulatorStore) {
-    useCadesLibrary(CADES_EMULATOR_PATH);
+    useCadesLibrary(cadesLibraryUnderTest());
     ModuleClient client;
     EXPECT_EQ(client.request(kGetProviders.dump()), R"({"data":["CryptoPRO","Native"],"error":null})");
 

@@ -1,4 +1,5 @@
 #include "ModuleClient.h"
+#include "common/Version.h"
 
 #include "support/Process.h"
 #include "support/TempHome.h"
@@ -28,7 +29,7 @@ fs::path homeWithLevel(const std::string& level) {
 }
 
 const std::string kVersion = R"({"method":"version","args":{}})";
-const std::string kVersionAnswer = R"({"data":"1.0.6-2604291700","error":null})";
+const std::string kVersionAnswer = R"({"data":")" VESK_VERSION_TEXT R"(","error":null})";
 
 }  // namespace
 
@@ -82,7 +83,9 @@ TEST(Cli, LogLevelDecidesWhatIsWrittenButNotTheAnswers) {
     EXPECT_NE(infoLog.find("\"note\": \"проверка\""), std::string::npos);  // the args, indented
     EXPECT_EQ(infoLog.find("[F] parseVersion"), std::string::npos);
     // Appended across runs, never rolled.
-    EXPECT_EQ(infoLog.find("[F] executeJsonRequest: " + request), infoLog.rfind("[F] executeJsonRequest: " + request));
+    const auto firstRun = infoLog.find("[F] executeJsonRequest: " + request);
+    ASSERT_NE(firstRun, std::string::npos);
+    EXPECT_EQ(firstRun, infoLog.rfind("[F] executeJsonRequest: " + request));
     EXPECT_NE(readFile(verbose / log).find("[F] parseVersion"), std::string::npos);
 
     // A first run makes the folder and the default settings, and logs the creation.
@@ -90,4 +93,14 @@ TEST(Cli, LogLevelDecidesWhatIsWrittenButNotTheAnswers) {
     EXPECT_EQ(cli(fresh, shellQuote(kVersion)).exitCode, 0);
     EXPECT_EQ(readFile(fresh / ".Vesk/editor/settings.json"), R"({"cades":"","cryptoPro":"","logLevel":"info"})");
     EXPECT_NE(readFile(fresh / log).find("Error create Vesk home path: Success"), std::string::npos);
+}
+
+TEST(Cli, SettingsThatAreNotJsonAreAnsweredAsAJsonException) {
+    const auto home = makeTempDir("home");
+    fs::create_directories(home / ".Vesk" / "editor");
+    std::ofstream(home / ".Vesk" / "editor" / "settings.json") << R"({"logLevel":)";
+    const auto result = cli(home, shellQuote(kVersion));
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output.rfind(R"({"data":null,"error":["tr{JSON Exception:} [json.exception.parse_error.101] parse error)", 0), 0u)
+        << result.output;
 }

@@ -1,4 +1,5 @@
 #include "ModuleClient.h"
+#include "common/Version.h"
 
 #include "support/Process.h"
 
@@ -16,7 +17,7 @@ using namespace vesk::test;
 namespace {
 
 const std::string kVersionRequest = R"({"method":"version","args":{}})";
-const std::string kVersionAnswer = R"({"data":"1.0.6-2604291700","error":null})";
+const std::string kVersionAnswer = R"({"data":")" VESK_VERSION_TEXT R"(","error":null})";
 
 }  // namespace
 

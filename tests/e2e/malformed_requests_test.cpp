@@ -1,4 +1,5 @@
 #include "ModuleClient.h"
+#include "common/Version.h"
 
 #include <gtest/gtest.h>
 
@@ -60,5 +61,20 @@ TEST(MalformedRequests, EveryEntryGetsAnErrorAnswer) {
         EXPECT_TRUE(answer.at("data").is_null()) << shown;
         EXPECT_FALSE(answer.at("error").is_null()) << shown << " -> " << text.substr(0, 200);
     }
-    EXPECT_EQ(client.request(R"({"method":"version","args":{}})"), R"({"data":"1.0.6-2604291700","error":null})");
+    EXPECT_EQ(client.request(R"({"method":"version","args":{}})"), R"({"data":")" VESK_VERSION_TEXT R"(","error":null})");
+}
+
+// A parser's failure keeps the policy hosts know from it: the file services answer with their
+// own text, verify and extract leave the answer empty, and sign passes JSON errors on.
+TEST(MalformedRequests, ParsersKeepTheirFailurePolicies) {
+    ModuleClient client;
+    EXPECT_EQ(client.request(R"({"method":"get_file_on_base64","args":{"file":true}})"),
+              R"({"data":null,"error":["tr{parseGetFileOnBase64 internal unhandled error}"]})");
+    for (const char* method : {"verify", "extract"}) {
+        EXPECT_EQ(client.request(std::string(R"({"method":")") + method + R"(","args":{"file":5}})"),
+                  R"({"data":null,"error":["tr{Nothing for do.}"]})")
+            << method;
+    }
+    const auto signed_ = client.request(R"({"method":"sign","args":{"sign_info":{"cosign":"yes"}}})");
+    EXPECT_EQ(signed_.rfind(R"({"data":null,"error":["tr{JSON Exception:} [json.exception.type_error.)", 0), 0u) << signed_;
 }

@@ -24,7 +24,7 @@ std::string q(const fs::path& path) { return shellQuote(path.string()); }
 class Sign : public ::testing::Test {
 protected:
     void SetUp() override {
-        useCadesLibrary(CADES_EMULATOR_PATH);
+        useCadesLibrary(cadesLibraryUnderTest());
         dir = makeTempDir("sign");
     }
 

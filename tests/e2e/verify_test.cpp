@@ -20,7 +20,7 @@ namespace {
 class Verify : public ::testing::Test {
 protected:
     void SetUp() override {
-        useCadesLibrary(CADES_EMULATOR_PATH);
+        useCadesLibrary(cadesLibraryUnderTest());
         dir = makeTempDir("verify");
         // Extraction writes into the temporary folder; keep it inside the test's own.
         setenv("TMPDIR", (dir / "tmp").c_str(), 1);

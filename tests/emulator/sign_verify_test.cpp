@@ -42,9 +42,9 @@ Bytes OpensslSign(const std::string& name, bool detached, const std::string& fla
   static int n = 0;
   const std::string out = TempPath("openssl-" + std::to_string(++n) + ".p7s");
   std::string log;
-  const int rc = Openssl("cms -sign -binary " + flags + (detached ? "" : " -nodetach") + " -in " +
-                             DataFile() + " -signer " + Pki("pem/" + name + ".crt") + " -inkey " +
-                             Pki("pem/" + name + ".key") + " -outform DER -out " + out,
+  const int rc = openssl("cms -sign -binary " + flags + (detached ? "" : " -nodetach") + " -in " +
+                             DataFile() + " -signer " + pki("pem/" + name + ".crt") + " -inkey " +
+                             pki("pem/" + name + ".key") + " -outform DER -out " + out,
                          &log);
   if (rc != 0) ADD_FAILURE() << "openssl cms -sign failed: " << log;
   return rc == 0 ? ReadFile(out) : Bytes{};
@@ -57,8 +57,8 @@ int OpensslVerify(const Bytes& signature, bool detached, std::string* log, Bytes
   static int n = 0;
   const std::string base = TempPath("verify-" + std::to_string(++n));
   WriteFile(base + ".p7s", signature);
-  const int rc = Openssl("cms -verify -cades -binary -inform DER -in " + base + ".p7s -CAfile " +
-                             Pki("pem/trusted.pem") + (detached ? " -content " + DataFile() : "") +
+  const int rc = openssl("cms -verify -cades -binary -inform DER -in " + base + ".p7s -CAfile " +
+                             pki("pem/trusted.pem") + (detached ? " -content " + DataFile() : "") +
                              " -out " + base + ".out " + flags,
                          log);
   if (rc == 0 && content) *content = ReadFile(base + ".out");
@@ -69,7 +69,7 @@ std::string CmsPrint(const Bytes& signature) {
   const std::string path = TempPath("print.p7s");
   WriteFile(path, signature);
   std::string text;
-  EXPECT_EQ(0, Openssl("cms -cmsout -print -inform DER -in " + path, &text)) << text;
+  EXPECT_EQ(0, openssl("cms -cmsout -print -inform DER -in " + path, &text)) << text;
   return text;
 }
 

@@ -26,7 +26,7 @@ std::string Name(PCCERT_CONTEXT cert, DWORD flags) {
 
 std::vector<std::string> CrtStems(const std::string& dir) {
   std::vector<std::string> stems;
-  for (const auto& entry : std::filesystem::directory_iterator(Pki(dir)))
+  for (const auto& entry : std::filesystem::directory_iterator(pki(dir)))
     if (entry.path().extension() == ".crt") stems.push_back(entry.path().stem().string());
   std::sort(stems.begin(), stems.end());
   return stems;
@@ -39,7 +39,7 @@ void ExpectStoreHolds(const wchar_t* storeName, const std::string& dir) {
   const std::vector<std::string> stems = CrtStems(dir);
   ASSERT_EQ(stems.size(), certs.size()) << dir;
   for (size_t i = 0; i < certs.size(); ++i)
-    EXPECT_EQ(CertFileDer(Pki(dir + "/" + stems[i] + ".crt")),
+    EXPECT_EQ(CertFileDer(pki(dir + "/" + stems[i] + ".crt")),
               Bytes(certs[i]->pbCertEncoded, certs[i]->pbCertEncoded + certs[i]->cbCertEncoded))
         << dir << " entry " << i << " should be " << stems[i];
 }
@@ -56,7 +56,7 @@ TEST(EmulatorStore, FallsBackToHomeFolder) {
   namespace fs = std::filesystem;
   const fs::path my = TempPath(".cades-emulator/My");
   fs::create_directories(my);
-  fs::copy_file(Pki("My/user_rsa.crt"), my / "only.crt");
+  fs::copy_file(pki("My/user_rsa.crt"), my / "only.crt");
 
   const std::string configured = std::getenv("CADES_EMULATOR_HOME") ? std::getenv("CADES_EMULATOR_HOME") : "";
   unsetenv("CADES_EMULATOR_HOME");

@@ -44,27 +44,18 @@ void WriteFile(const std::string& path, const Bytes& data) {
 
 Bytes ToBytes(const std::string& s) { return Bytes(s.begin(), s.end()); }
 
-std::string Pki(const std::string& relative) { return std::string(CADES_TEST_HOME) + "/" + relative; }
-
-int Openssl(const std::string& args, std::string* output) {
-  const auto result = vesk::test::runCommand("OPENSSL_CONF=" + shellQuote(Pki("openssl.cnf")) +
-                                             " openssl " + args + " 2>&1");
-  if (output) *output = result.output;
-  return result.exitCode;
-}
-
 Bytes CertFileDer(const std::string& path) {
   static std::map<std::string, Bytes> cache;
   auto it = cache.find(path);
   if (it != cache.end()) return it->second;
   const std::string der = TempPath("cert-" + std::to_string(cache.size()) + ".der");
   std::string log;
-  if (Openssl("x509 -in " + shellQuote(path) + " -outform DER -out " + shellQuote(der), &log) != 0)
+  if (openssl("x509 -in " + shellQuote(path) + " -outform DER -out " + shellQuote(der), &log) != 0)
     throw std::runtime_error("openssl x509 failed for " + path + ": " + log);
   return cache[path] = ReadFile(der);
 }
 
-Bytes CertDer(const std::string& name) { return CertFileDer(Pki("pem/" + name + ".crt")); }
+Bytes CertDer(const std::string& name) { return CertFileDer(pki("pem/" + name + ".crt")); }
 
 std::vector<CertPtr> ListStore(HCERTSTORE store) {
   std::vector<CertPtr> certs;

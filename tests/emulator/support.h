@@ -2,7 +2,8 @@
 // and the certificates of the test PKI (scripts/test-pki.conf).
 #pragma once
 
-#include "CadesAbi.h"
+#include "cades/CadesAbi.h"
+#include "support/TestPki.h"
 
 #include <memory>
 #include <string>
@@ -66,12 +67,8 @@ Bytes ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const Bytes& data);
 Bytes ToBytes(const std::string& s);
 
-// Path inside the test PKI, e.g. Pki("pem/user_gost256.crt").
-std::string Pki(const std::string& relative);
-
-// Runs "openssl ARGS" with the PKI's GOST-enabled configuration; returns the exit
-// status, and stdout+stderr in *output when given.
-int Openssl(const std::string& args, std::string* output = nullptr);
+using vesk::test::openssl;
+using vesk::test::pki;
 
 // ---- test PKI -----------------------------------------------------------------
 

@@ -24,12 +24,14 @@ TEST(CryptoProInstallation, SearchRootsStoredPathAndStalePath) {
     std::ifstream saved(settings.settingsFile());
     EXPECT_EQ(nlohmann::json::parse(saved).at("cryptoPro"), settings.cryptoPro());
 
-    // A stored path that still exists answers at once; a stale one is cleared before searching.
-    EXPECT_TRUE(fstools::cryptoproIsInstalled());
+    // A stored path that still exists answers at once, without searching.
+    const auto empty = vesk::test::makeTempDir("empty");
+    EXPECT_TRUE(fstools::cryptoproIsInstalledUnder({empty}));
+    // A stale one is cleared, then the roots are searched.
     fs::remove_all(root / "cprocsp");
-    const bool installedHere = fs::exists("/opt/cprocsp");
-    EXPECT_EQ(fstools::cryptoproIsInstalled(), installedHere);
-    if (!installedHere) {
-        EXPECT_EQ(settings.cryptoPro(), "");
-    }
+    EXPECT_FALSE(fstools::cryptoproIsInstalledUnder({empty}));
+    EXPECT_EQ(settings.cryptoPro(), "");
+    fs::create_directories(empty / "x" / "cptools");
+    EXPECT_TRUE(fstools::cryptoproIsInstalledUnder({empty}));
+    EXPECT_EQ(settings.cryptoPro(), (empty / "x" / "cptools").string());
 }

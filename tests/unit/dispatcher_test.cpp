@@ -1,5 +1,6 @@
 #include "common/Base64.h"
 #include "common/Settings.h"
+#include "common/Version.h"
 #include "plugin/RequestDispatcher.h"
 
 #include "support/TempHome.h"
@@ -22,8 +23,8 @@ std::string run(const std::string& request) {
 }  // namespace
 
 TEST(Dispatcher, EnvelopeAndDispatcherErrors) {
-    EXPECT_EQ(run(R"({"method":"version","args":{}})"), R"({"data":"1.0.6-2604291700","error":null})");
-    EXPECT_EQ(run(R"({"method":"kzn_version","args":{}})"), R"({"data":"1.0.6-2604291700","error":null})");
+    EXPECT_EQ(run(R"({"method":"version","args":{}})"), R"({"data":")" VESK_VERSION_TEXT R"(","error":null})");
+    EXPECT_EQ(run(R"({"method":"kzn_version","args":{}})"), R"({"data":")" VESK_VERSION_TEXT R"(","error":null})");
     EXPECT_EQ(run(R"({"method":"log","args":{"a":1}})"), R"({"data":null,"error":null})");
     EXPECT_EQ(run(R"({"method":"version"})"), R"({"data":null,"error":["tr{Request not contains param 'method' or 'args'}"]})");
     EXPECT_EQ(run(R"({"args":{}})"), R"({"data":null,"error":["tr{Request not contains param 'method' or 'args'}"]})");
@@ -43,7 +44,7 @@ TEST(Dispatcher, CommandFileRunsEachRequestLine) {
     std::ofstream(file) << "// a comment\n\n{\"method\":\"version\",\"args\":{}}\n\r\n"
                         << R"({"method":"exists","args":{"file":")" << base64::encode(folder.string()) << "\"}}\n";
     EXPECT_EQ(executeCommandsFromFile(file.string()),
-              "{\"data\":\"1.0.6-2604291700\",\"error\":null}\n\n{\"data\":true,\"error\":null}\n\n");
+              "{\"data\":\"" VESK_VERSION_TEXT "\",\"error\":null}\n\n{\"data\":true,\"error\":null}\n\n");
     EXPECT_EQ(executeCommandsFromFile((folder / "missing.txt").string()), "");
 }
 

@@ -1,0 +1,30 @@
+#pragma once
+// The one test PKI every suite uses (scripts/make-test-pki.sh, built once by the ctest fixture
+// "test_pki"), and the CAdES library under test.
+
+#include <string>
+
+namespace vesk::test {
+
+// A file of the test PKI, e.g. pki("pem/trusted.pem"); the PKI's folder comes from
+// CADES_EMULATOR_HOME, which ctest sets for every suite.
+std::string pki(const std::string& relative);
+
+// "openssl ARGS" with the PKI's GOST engine configuration; the exit status, and stdout+stderr
+// in *output when given.
+int openssl(const std::string& args, std::string* output = nullptr);
+
+// The CAdES library the module is pointed at: VESK_TEST_CADES_LIBRARY when set, else the
+// project's emulator.
+std::string cadesLibraryUnderTest();
+
+// True while the library under test is the emulator, whose extra exports some tests read.
+bool usesEmulator();
+
+}  // namespace vesk::test
+
+// Skips the current test when another CAdES library is under test.
+#define VESK_SKIP_UNLESS_EMULATOR(reason)                                                      \
+    do {                                                                                        \
+        if (!::vesk::test::usesEmulator()) GTEST_SKIP() << "needs the CAdES emulator: " << (reason); \
+    } while (false)
