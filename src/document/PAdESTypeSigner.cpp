@@ -4,6 +4,8 @@
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
 #include "document/PdfLoading.h"
+#include "document/PdfPages.h"
+#include "document/PdfRequestTexts.h"
 #include "document/PdfSignVerifycator.h"
 #include "document/PdfWatermark.h"
 
@@ -130,6 +132,7 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
     auto result = std::make_shared<RequestApiResult>();
     try {
         if (!fileExists(options.file)) return fail(result, "tr{Файл не существет!}");
+        if (const auto key = nonUtf8PdfText(options, true); !key.empty()) return fail(result, nonUtf8Message(key));
         if (options.cosign && !options.cosign_force) {
             if (auto refusal = checkExistingSignatures(options, result)) return refusal;
         }
