@@ -73,10 +73,12 @@ bool runWatermarkStep(const RequestApiResultPtr& result, Step&& step) {
     return false;
 }
 
-// Loads the bytes; a failure becomes the one load message.
+// Loads the bytes; a failure becomes the one load message. A page tree whose count the file
+// does not hold is such a failure: the stamp loops over the pages that count promises.
 bool load(PdfMemDocument& document, const std::vector<char>& pdf, bool forUpdate, const RequestApiResultPtr& result) {
     try {
         loadPdfFromBuffer(document, pdf, forUpdate);
+        checkedPageCount(document);
         return true;
     } catch (const PdfError& error) {
         VLOG_ERROR << "Error on load file: '" << PdfError::ErrorName(error.GetError()) << "' message: '"
@@ -228,6 +230,8 @@ RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& option
         VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
 
         std::vector<char> stamped;
+        if (const auto key = nonUtf8PdfText(options, false); !key.empty() && watermarkRequested(options))
+            return fail(result, nonUtf8Message(key));
         if (read && !watermarkRequested(options)) {
             stamped = std::move(pdf);
         } else {
