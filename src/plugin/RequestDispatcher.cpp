@@ -2,6 +2,7 @@
 
 #include "common/Answer.h"
 #include "common/Logging.h"
+#include "plugin/BoundedJson.h"
 #include "cryptopro/CryptoProInstallation.h"
 #include "cryptopro/CryptoProLibApi.h"
 #include "plugin/RequestParsers.h"
@@ -42,7 +43,7 @@ constexpr std::array<MethodRow, 12> kMethods = {{
 }};
 
 void dispatch(const std::string& request, std::string& result) {
-    const json parsed = json::parse(request);
+    const json parsed = parseRequestJson(request);
     if (!checkJsonParametersExists(parsed, "method") || !checkJsonParametersExists(parsed, "args")) {
         result = makeErrorAnswer("tr{Request not contains param 'method' or 'args'}");
         return;

@@ -11,6 +11,7 @@
 #include "crypto/VerifyOperations.h"
 #include "model/Enums.h"
 #include "model/SignOptions.h"
+#include "plugin/BoundedJson.h"
 
 #include <boost/regex.hpp>
 
@@ -18,6 +19,9 @@
 
 namespace Vesk::Crypto {
 namespace {
+
+// The most that one "log" request writes to the log.
+constexpr size_t kMaxLogRecord = 4 * 1024 * 1024;
 
 std::string missingParamAnswer(const std::string& name) {
     return makeErrorAnswer("tr{Param '" + name + "' in 'args' is not exists}");
@@ -53,7 +57,8 @@ void parseGetProviders(const json&, std::string& result) {
 void parseLog(const json& request, std::string& result) {
     VLOG_VERBOSE << "[F] parseLog";
     const json& args = request.at("args");
-    VLOG_INFO << args.dump(2, ' ', false, json::error_handler_t::replace);
+    // The indented text grows with depth times length; past the limit the record is cut.
+    VLOG_INFO << indentedDump(args, kMaxLogRecord);
     result = makeAnswer(nullptr, nullptr);
 }
 
