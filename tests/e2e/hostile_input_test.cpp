@@ -134,6 +134,15 @@ TEST_F(Hostile, SearchStringThatIsNotUtf8IsRefused) {
             EXPECT_EQ(readFile(pdf), original);
         }
     }
+    // The reason and the stamp lines are JSON strings, which the request reader already requires to
+    // be UTF-8: such bytes there are refused with the reader's own error.
+    const std::string rawReason = R"({"method":"sign","args":{"file":")" + b64(pdf.string()) +
+                                  R"(","reason":"\xcf\xe5\xf2","sign_info":{"attach_type":"PAdES"}}})";
+    const json refused = json::parse(askText(rawReason));
+    EXPECT_EQ(refused["error"][0].get<std::string>().rfind("tr{JSON Exception:} [json.exception.parse_error.101]", 0), 0u)
+        << refused.dump();
+    EXPECT_EQ(readFile(pdf), original);
+
     // UTF-8 Cyrillic names the field as before, and the signature verifies.
     const json answer = sign(pdf, dir / "ok.pdf", "Петрова");
     ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
