@@ -1,14 +1,21 @@
 #include "document/PdfNesting.h"
 
+#include <podofo/podofo.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
+#include <string>
 #include <string_view>
 
 namespace Vesk::Crypto {
 namespace {
 
 constexpr std::string_view kEndStream = "endstream";
+
+// The most an object stream may hold once decoded for its nesting to be checked.
+constexpr size_t kMaxDecodedObjectStream = 256u * 1024 * 1024;
 
 bool isWhite(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\f' || c == '\0'; }
 
@@ -20,7 +27,10 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 class NestingScan {
 public:
-    NestingScan(const char* data, size_t size, size_t limit) : data_(data), size_(size), limit_(limit) {}
+    // `inObjectStream`: the data is a decoded object stream, which holds no streams of its own for
+    // PoDoFo to parse, so none is decoded again.
+    NestingScan(const char* data, size_t size, size_t limit, bool inObjectStream = false)
+        : data_(data), size_(size), limit_(limit), inObjectStream_(inObjectStream) {}
 
     bool run() {
         while (pos_ < size_) {
@@ -35,6 +45,7 @@ public:
                 case '<':
                     if (at(pos_ + 1) == '<') {
                         if (!open()) return false;
+                        if (depth_ == 1) startStreamDictionary();
                         pos_ += 2;
                     } else {
                         skipHexString();
@@ -61,7 +72,7 @@ public:
                     break;
                 default:
                     if (isRegular(c)) {
-                        readKeyword();
+                        if (!readKeyword()) return false;
                     } else {
                         ++pos_;
                     }
@@ -123,7 +134,9 @@ private:
     void readName() {
         const size_t start = ++pos_;
         pos_ = tokenEnd(pos_);
-        if (std::string_view(data_ + start, pos_ - start) != "Length") return;
+        const std::string_view name(data_ + start, pos_ - start);
+        if (depth_ > 0) noteStreamKey(name);
+        if (name != "Length") return;
         const size_t number = skipWhite(pos_);
         const size_t numberEnd = digitsEnd(number);
         if (numberEnd == number || numberEnd - number > 15 || isRegular(at(numberEnd))) return;
@@ -139,18 +152,25 @@ private:
         hasLength_ = true;
     }
 
-    void readKeyword() {
+    bool readKeyword() {
         const size_t start = pos_;
         pos_ = tokenEnd(pos_);
-        if (std::string_view(data_ + start, pos_ - start) == "stream") skipStreamBody();
+        if (std::string_view(data_ + start, pos_ - start) != "stream") return true;
+        const size_t body = std::min(bodyStart(), size_);
+        skipStreamBody(body);
+        return inObjectStream_ || !objectStream_ || objectStreamWithin(data_ + body, std::min(pos_, size_) - body);
     }
 
-    // The body starts after the end of line that follows "stream".
-    void skipStreamBody() {
+    size_t bodyStart() const {
         size_t body = pos_;
         if (at(body) == '\r') ++body;
         if (at(body) == '\n') ++body;
-        const bool lengthFits = hasLength_ && length_ <= size_ - std::min(body, size_);
+        return body;
+    }
+
+    // The body starts after the end of line that follows "stream".
+    void skipStreamBody(size_t body) {
+        const bool lengthFits = hasLength_ && length_ <= size_ - body;
         hasLength_ = false;
         if (lengthFits) {
             const size_t after = skipWhite(body + static_cast<size_t>(length_));
@@ -159,17 +179,78 @@ private:
                 return;
             }
         }
-        const char* end = std::search(data_ + std::min(body, size_), data_ + size_, kEndStream.begin(), kEndStream.end());
+        const char* end = std::search(data_ + body, data_ + size_, kEndStream.begin(), kEndStream.end());
         pos_ = static_cast<size_t>(end - data_);
+    }
+
+    // Object streams hold objects that PoDoFo parses from the decoded body, out of sight of the scan
+    // of the file: the keys of each top-level dictionary tell whether the stream after it is one,
+    // and how it is coded.
+    void startStreamDictionary() {
+        objectStream_ = false;
+        flate_ = false;
+        otherCoding_ = false;
+    }
+    void noteStreamKey(std::string_view name) {
+        if (name == "ObjStm" || name == "First") {
+            objectStream_ = true;
+        } else if (name == "FlateDecode" || name == "Fl") {
+            flate_ = true;
+        } else if (name == "DecodeParms" || name == "DP" || name == "Crypt" ||
+                   (name.size() > 6 && name.substr(name.size() - 6) == "Decode") || name == "AHx" || name == "A85" ||
+                   name == "LZW" || name == "RL" || name == "CCF" || name == "DCT") {
+            otherCoding_ = true;
+        }
+    }
+
+    // An object stream is checked like the file, on its decoded body. One coded other than by plain
+    // Flate (the coding every writer uses for them) cannot be checked here and is refused.
+    bool objectStreamWithin(const char* body, size_t size) const {
+        if (otherCoding_) return false;
+        if (!flate_) return NestingScan(body, size, limit_, true).run();
+        std::string decoded;
+        if (!inflate(body, size, decoded)) return false;
+        return NestingScan(decoded.data(), decoded.size(), limit_, true).run();
+    }
+
+    static bool inflate(const char* body, size_t size, std::string& decoded) {
+        class Collect : public PoDoFo::PdfOutputStream {
+        public:
+            explicit Collect(std::string& out) : out_(out) {}
+            PoDoFo::pdf_long Write(const char* buffer, PoDoFo::pdf_long length) override {
+                if (out_.size() + static_cast<size_t>(length) > kMaxDecodedObjectStream)
+                    PODOFO_RAISE_ERROR_INFO(PoDoFo::ePdfError_OutOfMemory, "object stream too large");
+                out_.append(buffer, static_cast<size_t>(length));
+                return length;
+            }
+            void Close() override {}
+
+        private:
+            std::string& out_;
+        };
+        try {
+            Collect collect(decoded);
+            std::unique_ptr<PoDoFo::PdfFilter> filter(PoDoFo::PdfFilterFactory::Create(PoDoFo::ePdfFilter_FlateDecode));
+            filter->BeginDecode(&collect);
+            filter->DecodeBlock(body, static_cast<PoDoFo::pdf_long>(size));
+            filter->EndDecode();
+            return true;
+        } catch (const PoDoFo::PdfError&) {
+            return false;
+        }
     }
 
     const char* data_;
     size_t size_;
     size_t limit_;
+    bool inObjectStream_;
     size_t pos_ = 0;
     size_t depth_ = 0;
     uint64_t length_ = 0;
     bool hasLength_ = false;
+    bool objectStream_ = false;
+    bool flate_ = false;
+    bool otherCoding_ = false;
 };
 
 }  // namespace

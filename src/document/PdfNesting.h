@@ -14,7 +14,9 @@ inline constexpr std::size_t kMaxPdfNesting = 256;
 
 // True when no dictionary or array of the PDF nests deeper than `limit`. One linear pass: the
 // contents of strings, comments and stream bodies are skipped; a stream body is found by its
-// direct /Length when "endstream" follows it, else by searching "endstream".
+// direct /Length when "endstream" follows it, else by searching "endstream". The body of an object
+// stream (/Type /ObjStm, or a /First key) is decoded and checked the same way; one coded other
+// than by plain Flate, or that does not decode, fails the check.
 bool pdfNestingWithin(const char* data, std::size_t size, std::size_t limit = kMaxPdfNesting);
 
 }  // namespace Vesk::Crypto
