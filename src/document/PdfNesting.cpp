@@ -12,6 +12,14 @@
 namespace Vesk::Crypto {
 namespace {
 
+// PoDoFo parses an object wherever the cross-reference data points, also inside what the scan
+// below skips (a stream body, a comment, a string), and reads a dictionary inside a dictionary by
+// recursion without a bound (arrays it bounds itself). So "<<" and ">>" are also counted over
+// every byte, as if nothing were skipped. The margin keeps binary stream data from failing this
+// count by chance: random bytes hold one "<<" or ">>" in 32 KiB, and a random walk of such steps
+// reaches a depth of 384 only over about a gigabyte.
+constexpr size_t kDictionaryMarkMargin = 128;
+
 constexpr std::string_view kEndStream = "endstream";
 
 // The most an object stream may hold once decoded for its nesting to be checked.
@@ -24,6 +32,20 @@ bool isDelimiter(char c) { return c != '\0' && std::strchr("()<>[]{}/%", c) != n
 bool isRegular(char c) { return !isWhite(c) && !isDelimiter(c); }
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool dictionaryMarksWithin(const char* data, size_t size, size_t limit) {
+    size_t depth = 0;
+    for (size_t i = 0; i + 1 < size; ++i) {
+        if (data[i] == '<' && data[i + 1] == '<') {
+            if (++depth > limit) return false;
+            ++i;
+        } else if (data[i] == '>' && data[i + 1] == '>') {
+            if (depth > 0) --depth;
+            ++i;
+        }
+    }
+    return true;
+}
 
 class NestingScan {
 public:
@@ -207,10 +229,12 @@ private:
     // Flate (the coding every writer uses for them) cannot be checked here and is refused.
     bool objectStreamWithin(const char* body, size_t size) const {
         if (otherCoding_) return false;
-        if (!flate_) return NestingScan(body, size, limit_, true).run();
         std::string decoded;
-        if (!inflate(body, size, decoded)) return false;
-        return NestingScan(decoded.data(), decoded.size(), limit_, true).run();
+        if (flate_ && !inflate(body, size, decoded)) return false;
+        const char* data = flate_ ? decoded.data() : body;
+        const size_t length = flate_ ? decoded.size() : size;
+        return dictionaryMarksWithin(data, length, limit_ + kDictionaryMarkMargin) &&
+               NestingScan(data, length, limit_, true).run();
     }
 
     static bool inflate(const char* body, size_t size, std::string& decoded) {
@@ -256,7 +280,8 @@ private:
 }  // namespace
 
 bool pdfNestingWithin(const char* data, size_t size, size_t limit) {
-    return data == nullptr || NestingScan(data, size, limit).run();
+    if (data == nullptr) return true;
+    return dictionaryMarksWithin(data, size, limit + kDictionaryMarkMargin) && NestingScan(data, size, limit).run();
 }
 
 }  // namespace Vesk::Crypto

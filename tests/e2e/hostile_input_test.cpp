@@ -218,51 +218,65 @@ TEST_F(Hostile, DeeplyNestedPdfIsRefusedByEveryPath) {
     }
 }
 
-// Objects inside an object stream are parsed by PoDoFo from the decoded stream, which a scan of the
-// file's bytes does not see: a page whose /Deep entry lives there, nested 20,000 levels deep in
-// 1.7 KB of Flate data, overflowed the stack the same way. The file is written by python3's zlib.
-TEST_F(Hostile, DeeplyNestedObjectInAnObjectStreamIsRefused) {
+// PoDoFo parses objects where the cross-reference data points, a scan of the file's bytes in order
+// notwithstanding: out of an object stream's decoded body (here 1.7 KB of Flate data hold 20,000
+// levels), or at an offset inside a stream body or a comment. Each overflowed the stack. The files
+// are written by python3 (zlib for the Flate data).
+TEST_F(Hostile, DeepObjectsOutOfSightOfAByteScanAreRefused) {
     const char* script = R"PY(
 import struct, sys, zlib
-levels, compress, out = int(sys.argv[1]), sys.argv[2] == "1", sys.argv[3]
-body = b"5 0 " + b"<< /A " * levels + b"1" + b" >>" * levels
-coded = zlib.compress(body, 9) if compress else body
+levels, mode, out = int(sys.argv[1]), sys.argv[2], sys.argv[3]
+deep = b"<< /A " * levels + b"1" + b" >>" * levels
 parts, offsets = [b"%PDF-1.5\n%\xe2\xe3\xcf\xd3\n"], {}
+def size(): return sum(map(len, parts))
 def add(number, text):
-    offsets[number] = sum(map(len, parts))
+    offsets[number] = size()
     parts.append(b"%d 0 obj\n" % number + text + b"\nendobj\n")
 add(1, b"<< /Type /Catalog /Pages 2 0 R >>")
 add(2, b"<< /Type /Pages /Kids [3 0 R] /Count 1 >>")
 add(3, b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] /Resources << >> /Contents 7 0 R /Deep 5 0 R >>")
-add(7, b"<< /Length 4 >>\nstream\nq Q\n\nendstream")
-add(4, b"<< /Type /ObjStm /N 1 /First 4 " + (b"/Filter /FlateDecode " if compress else b"") +
-    b"/Length %d >>\nstream\n" % len(coded) + coded + b"\nendstream")
-offsets[6] = sum(map(len, parts))
-rows = b"".join(struct.pack(">BIH", *((0, 0, 65535) if n == 0 else (2, 4, 0) if n == 5 else (1, offsets[n], 0)))
-                for n in range(8))
+if mode in ("flate", "plain"):
+    add(7, b"<< /Length 4 >>\nstream\nq Q\n\nendstream")
+    body = b"5 0 " + deep
+    coded = zlib.compress(body, 9) if mode == "flate" else body
+    add(4, b"<< /Type /ObjStm /N 1 /First 4 " + (b"/Filter /FlateDecode " if mode == "flate" else b"") +
+        b"/Length %d >>\nstream\n" % len(coded) + coded + b"\nendstream")
+    kinds = {5: (2, 4, 0)}
+elif mode == "stream":
+    hidden = b"q Q\n5 0 obj\n" + deep + b"\nendobj\n"
+    head = b"7 0 obj\n<< /Length %d >>\nstream\n" % len(hidden)
+    offsets[7], offsets[5] = size(), size() + len(head) + 4
+    parts.append(head + hidden + b"\nendstream\nendobj\n")
+    kinds = {4: (0, 0, 0)}
+else:
+    add(7, b"<< /Length 4 >>\nstream\nq Q\n\nendstream")
+    offsets[5] = size() + 1
+    parts.append(b"%5 0 obj " + deep + b" endobj\n")
+    kinds = {4: (0, 0, 0)}
+offsets[6] = size()
+rows = b"".join(struct.pack(">BIH", *kinds.get(n, (0, 0, 65535) if n == 0 else (1, offsets.get(n, 0), 0))) for n in range(8))
 parts.append(b"6 0 obj\n<< /Type /XRef /Size 8 /W [1 4 2] /Root 1 0 R /Length %d >>\nstream\n" % len(rows) +
              rows + b"\nendstream\nendobj\nstartxref\n%d\n%%%%EOF\n" % offsets[6])
 open(out, "wb").write(b"".join(parts))
 )PY";
-    writeBytes(dir / "objstm.py", script);
+    writeBytes(dir / "hide.py", script);
+    const auto make = [&](int levels, const std::string& mode) {
+        const fs::path pdf = dir / (mode + std::to_string(levels) + ".pdf");
+        EXPECT_EQ(runCommand("python3 " + q(dir / "hide.py") + " " + std::to_string(levels) + " " + mode + " " + q(pdf)).exitCode, 0);
+        return pdf;
+    };
     const json loadError = errorAnswer("tr{Error on load file:} ePdfError_BrokenFile");
-    for (const bool compressed : {true, false}) {
-        SCOPED_TRACE(compressed ? "Flate" : "plain");
-        const auto make = [&](int levels, const std::string& name) {
-            const fs::path pdf = dir / name;
-            EXPECT_EQ(runCommand("python3 " + q(dir / "objstm.py") + " " + std::to_string(levels) + " " +
-                                 (compressed ? "1" : "0") + " " + q(pdf)).exitCode, 0);
-            return pdf;
-        };
-        const fs::path deep = make(20000, "deep-objstm.pdf");
+    for (const std::string mode : {"flate", "plain", "stream", "comment"}) {
+        SCOPED_TRACE(mode);
+        const fs::path deep = make(20000, mode);
         EXPECT_EQ(verify(deep), errorAnswer("tr{This PDF file does not contain a signature.}"));
         EXPECT_EQ(sign(deep, dir / "signed.pdf", kPetrova, "PAdES"), loadError);
         EXPECT_FALSE(fs::exists(dir / "signed.pdf"));
 
-        // 100 levels are within the limit: qpdf reads the file, and the module signs it.
-        const fs::path fine = make(100, "fine-objstm.pdf");
+        // 100 levels are within the limits: qpdf reads the file, and the module signs it.
+        const fs::path fine = make(100, mode);
         EXPECT_EQ(runCommand("qpdf --check " + q(fine) + " >/dev/null 2>&1").exitCode, 0);
-        const json answer = sign(fine, dir / "fine-signed.pdf", kPetrova, "PAdES", -1);
+        const json answer = sign(fine, dir / "fine-signed.pdf", kPetrova, "PAdES");
         EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
         EXPECT_EQ(verify(dir / "fine-signed.pdf")["data"][0]["SerialNumber"], kPetrova);
         fs::remove(dir / "fine-signed.pdf");
