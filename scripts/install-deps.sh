@@ -11,7 +11,9 @@ packages=(
   libpodofo-dev libfontconfig-dev libfreetype-dev fonts-liberation fonts-dejavu-core
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   poppler-utils qpdf libnss3-tools binutils file time
-  ghostscript mupdf-tools
+  # The fuzz targets (scripts/fuzz.sh): clang with its libFuzzer runtime, the symbolizer for
+  # readable reports, and independent PDF writers for the seeds.
+  clang libclang-rt-14-dev llvm-14 ghostscript mupdf-tools python3
 )
 
 missing=()

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is needed, then builds and runs the whole test suite twice: a normal build
-# and a build with AddressSanitizer and UBSan.
+# and a build with AddressSanitizer and UBSan. In CI (CI=true) the fuzz targets then run for
+# $VESK_FUZZ_SECONDS (default 120) seconds each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -22,3 +23,7 @@ run_suite build -DVESK_SANITIZE=OFF -DVESK_BUILD_BENCH=ON
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 run_suite build-asan -DVESK_SANITIZE=ON -DVESK_BUILD_BENCH=OFF
+
+if [ "${CI:-}" = "true" ]; then
+  bash scripts/fuzz.sh "${VESK_FUZZ_SECONDS:-120}"
+fi

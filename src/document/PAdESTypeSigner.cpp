@@ -4,6 +4,9 @@
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
 #include "document/PdfIncrementalUpdate.h"
+#include "document/PdfLoading.h"
+#include "document/PdfPages.h"
+#include "document/PdfRequestTexts.h"
 #include "document/PdfSignVerifycator.h"
 #include "document/PdfUpdateStart.h"
 #include "document/PdfWatermark.h"
@@ -73,11 +76,14 @@ bool runWatermarkStep(const RequestApiResultPtr& result, Step&& step) {
 }
 
 // Loads the bytes for an incremental update; null after a failure, which becomes the one load
-// message (or the refusal of a file that needs a password).
+// message (or the refusal of a file that needs a password). A page tree whose count the file does
+// not hold is such a failure: the stamp loops over the pages that count promises.
 std::unique_ptr<PdfIncrementalUpdate> openForUpdate(PdfMemDocument& document, const std::vector<char>& pdf,
                                                     const RequestApiResultPtr& result) {
     try {
-        return std::make_unique<PdfIncrementalUpdate>(document, pdf);
+        auto update = std::make_unique<PdfIncrementalUpdate>(document, pdf);
+        checkedPageCount(document);
+        return update;
     } catch (const PdfUpdateRefused& refusal) {
         VLOG_ERROR << "Cannot update the PDF: " << refusal.what();
         fail(result, refusal.what());
@@ -140,6 +146,7 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
         // Only a regular file is a document: a FIFO, a device or a folder is answered as missing.
         // compat: hosts translate this key spelt so
         if (!fstools::isRegularFile(options.file)) return fail(result, "tr{Файл не существет!}");
+        if (const auto key = nonUtf8PdfText(options, true); !key.empty()) return fail(result, nonUtf8Message(key));
         if (options.cosign && !options.cosign_force) {
             if (auto refusal = checkExistingSignatures(options, result)) return refusal;
         }
@@ -256,6 +263,7 @@ RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(std::vector<char>& pdf, c
     VLOG_VERBOSE << "[M] FileSigner::signPdfFile";  // compat: log readers know this tag
     auto result = std::make_shared<RequestApiResult>();
     try {
+        if (const auto key = nonUtf8PdfText(options, false); !key.empty()) return fail(result, nonUtf8Message(key));
         // Stamped as an incremental update: the earlier bytes, and the signatures over them, stay;
         // an encrypted file keeps its encryption and permissions.
         startUpdateOnNewLine(pdf);

@@ -1,29 +1,64 @@
 #include "document/PdfLoading.h"
 
 #include "document/PdfCiphers.h"
+#include "document/PdfNesting.h"
+#include "document/Win1251Encoding.h"
 
 #include <mutex>
 #include <string_view>
 
 namespace Vesk::Crypto {
+namespace {
 
-void loadPdfFromBuffer(PoDoFo::PdfMemDocument& document, const std::vector<char>& bytes, bool forUpdate) {
-    static std::once_flag quiet;
-    std::call_once(quiet, [] {
-        PoDoFo::PdfError::EnableLogging(false);
-        PoDoFo::PdfError::EnableDebug(false);
+using namespace PoDoFo;
+
+// PoDoFo creates its shared encodings, and each simple encoding its reverse table, on first use
+// behind a check made outside its lock; made here once, they are only ever read afterwards.
+void buildSharedEncodings() {
+    const PdfEncoding* const encodings[] = {
+        PdfEncodingFactory::GlobalPdfDocEncodingInstance(),     PdfEncodingFactory::GlobalWinAnsiEncodingInstance(),
+        PdfEncodingFactory::GlobalMacRomanEncodingInstance(),   PdfEncodingFactory::GlobalStandardEncodingInstance(),
+        PdfEncodingFactory::GlobalMacExpertEncodingInstance(),  PdfEncodingFactory::GlobalSymbolEncodingInstance(),
+        PdfEncodingFactory::GlobalZapfDingbatsEncodingInstance(), PdfEncodingFactory::GlobalWin1250EncodingInstance(),
+        PdfEncodingFactory::GlobalIso88592EncodingInstance(),   Win1251Encoding::instance(),
+    };
+    PdfEncodingFactory::GlobalIdentityEncodingInstance();
+    const PdfString sample("A");
+    for (const PdfEncoding* encoding : encodings) {
+        try {
+            encoding->ConvertToEncoding(sample, nullptr);
+        } catch (const PdfError&) {
+            // An encoding that cannot convert has no table to build.
+        }
+    }
+}
+
+}  // namespace
+
+void preparePdfLibrary() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        PdfError::EnableLogging(false);
+        PdfError::EnableDebug(false);
+        buildSharedEncodings();
     });
+}
+
+void loadPdfFromBuffer(PdfMemDocument& document, const std::vector<char>& bytes, bool forUpdate) {
+    preparePdfLibrary();
+    if (!pdfNestingWithin(bytes.data(), bytes.size()))
+        PODOFO_RAISE_ERROR_INFO(ePdfError_BrokenFile, "objects nested too deeply");
     // Every encrypted PDF names its encryption dictionary in a trailer, which is never compressed.
     if (std::string_view(bytes.data(), bytes.size()).find("/Encrypt") != std::string_view::npos)
         enableLegacyPdfCiphers();
     document.LoadFromBuffer(bytes.data(), static_cast<long>(bytes.size()), forUpdate);
 }
 
-std::vector<const PoDoFo::PdfObject*> findByteRanges(const PoDoFo::PdfMemDocument& document) {
-    std::vector<const PoDoFo::PdfObject*> ranges;
-    for (const PoDoFo::PdfObject* object : document.GetObjects()) {
+std::vector<const PdfObject*> findByteRanges(const PdfMemDocument& document) {
+    std::vector<const PdfObject*> ranges;
+    for (const PdfObject* object : document.GetObjects()) {
         if (object == nullptr || !object->IsDictionary()) continue;
-        if (const PoDoFo::PdfObject* range = object->GetDictionary().GetKey("ByteRange")) ranges.push_back(range);
+        if (const PdfObject* range = object->GetDictionary().GetKey("ByteRange")) ranges.push_back(range);
     }
     return ranges;
 }

@@ -9,8 +9,14 @@
 
 namespace Vesk::Crypto {
 
-// Loads the bytes into the document; PdfError on a broken PDF. PoDoFo's own console messages are
-// switched off first: the module must not write into the host's stderr.
+// Sets PoDoFo up once per process, before its first use: its console messages are switched off
+// (the module must not write into the host's stderr), and the tables it otherwise builds lazily
+// on first use, unsynchronised, are built here, so that plugin objects on several threads can
+// work on PDFs at once.
+void preparePdfLibrary();
+
+// Loads the bytes into the document; PdfError on a broken PDF, and on one nested too deeply to be
+// parsed safely (see PdfNesting.h), before PoDoFo reads any of it.
 void loadPdfFromBuffer(PoDoFo::PdfMemDocument& document, const std::vector<char>& bytes, bool forUpdate);
 
 // The ByteRange values of every dictionary that has one, in storage order.

@@ -23,6 +23,14 @@ void appendRange(const std::vector<char>& file, int64_t offset, int64_t length, 
     out.insert(out.end(), file.begin() + offset, file.begin() + end);
 }
 
+// A ByteRange value brought into [-2 * size - 8, 2 * size + 8]: every offset and length that
+// the ranges are computed from then lies as far outside the file as the value itself did, and
+// the sums and differences below cannot overflow, whatever numbers the file holds.
+int64_t withinReach(int64_t value, size_t fileSize) {
+    const int64_t reach = 2 * static_cast<int64_t>(std::min<size_t>(fileSize, INT64_MAX / 4)) + 8;
+    return std::clamp(value, -reach, reach);
+}
+
 int hexValue(char digit) {
     if (digit >= '0' && digit <= '9') return digit - '0';
     if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
@@ -84,8 +92,9 @@ VerifySignResultPtr PdfSignVerifycator::verify(const std::filesystem::path& pdfF
             const PoDoFo::PdfArray& range = candidate->GetArray();
             std::array<int64_t, 4> n{};
             for (size_t i = 0; i < n.size(); ++i) n[i] = range[i].IsNumber() ? range[i].GetNumber() : 0;
+            VLOG_VERBOSE << "Found ByteRange: [" << n[0] << " " << n[1] << " " << n[2] << " " << n[3] << "]";
+            for (auto& value : n) value = withinReach(value, file.size());
             const auto [a, b, c, d] = n;
-            VLOG_VERBOSE << "Found ByteRange: [" << a << " " << b << " " << c << " " << d << "]";
 
             // compat: the hex text starts one past the '<' and stops one digit short of the '>'
             // (c - b - 3): the dropped digit is always padding. Computed from b alone, as if a were 0.

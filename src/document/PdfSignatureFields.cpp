@@ -1,6 +1,7 @@
 #include "document/PdfSignatureFields.h"
 
 #include "common/Logging.h"
+#include "document/PdfRequestTexts.h"
 
 #include <algorithm>
 
@@ -47,6 +48,8 @@ PdfObject* findExistingSignatureField(PdfAcroForm* form, const PdfString& name) 
 }
 
 PdfString pdfText(const std::string& utf8) {
+    // PoDoFo's UTF-8 reader runs past its buffer on malformed input.
+    if (!isUtf8(utf8)) PODOFO_RAISE_ERROR_INFO(ePdfError_InvalidDataType, "text is not UTF-8");
     const bool ascii = std::all_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
     if (ascii) return PdfString(utf8);
     return PdfString(reinterpret_cast<const pdf_utf8*>(utf8.c_str()));

@@ -15,7 +15,7 @@ namespace Vesk::Crypto {
 // on past it. PdfError when an entry that must be a dictionary, reference, array or name is not.
 PoDoFo::PdfObject* findExistingSignatureField(PoDoFo::PdfAcroForm* form, const PoDoFo::PdfString& name);
 
-// A PDF text string: plain for ASCII, UTF-16 otherwise.
+// A PDF text string: plain for ASCII, UTF-16 otherwise. PdfError for a text that is not UTF-8.
 PoDoFo::PdfString pdfText(const std::string& utf8);
 
 // "Sign_" + search string, or with "_1", "_2", ... appended: the first name no signature field

@@ -5,6 +5,9 @@ target_sources(vesk_core PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PdfFonts.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfIncrementalUpdate.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfShownPage.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfNesting.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfPages.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfRequestTexts.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureFields.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureProbe.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStampCanvas.cpp

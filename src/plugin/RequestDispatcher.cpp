@@ -3,6 +3,7 @@
 #include "common/Answer.h"
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
+#include "plugin/BoundedJson.h"
 #include "cryptopro/CryptoProInstallation.h"
 #include "plugin/ErrorGuard.h"
 #include "plugin/RequestParsers.h"
@@ -44,8 +45,9 @@ constexpr std::array<MethodRow, 12> kMethods = {{
     {"extract", &parseExtractRequest},
 }};
 
-// Every request text the dispatcher parses, whole or as a skeleton, goes through here.
-json parseRequestText(std::string_view text) { return json::parse(text.begin(), text.end()); }
+// Every request text the dispatcher parses, whole or as a skeleton, goes through here: nesting
+// is bounded before the tree is built.
+json parseRequestText(std::string_view text) { return parseRequestJson(text); }
 
 void dispatch(std::string_view request, std::string& result, LargeStrings largeStrings) {
     // A save_file request is parsed without its document, which its handler reads in place. A

@@ -12,6 +12,7 @@
 #include "model/Enums.h"
 #include "model/SignOptions.h"
 #include "plugin/ParserFailure.h"
+#include "plugin/BoundedJson.h"
 
 #include <boost/regex.hpp>
 
@@ -19,6 +20,9 @@
 
 namespace Vesk::Crypto {
 namespace {
+
+// The most that one "log" request writes to the log.
+constexpr size_t kMaxLogRecord = 4 * 1024 * 1024;
 
 std::string missingParamAnswer(const std::string& name) {
     return makeErrorAnswer("tr{Param '" + name + "' in 'args' is not exists}");
@@ -54,7 +58,8 @@ void parseGetProviders(const json&, std::string& result) {
 void parseLog(const json& request, std::string& result) {
     VLOG_VERBOSE << "[F] parseLog";
     const json& args = request.at("args");
-    VLOG_INFO << args.dump(2, ' ', false, json::error_handler_t::replace);
+    // The indented text grows with depth times length; past the limit the record is cut.
+    VLOG_INFO << indentedDump(args, kMaxLogRecord);
     result = makeAnswer(nullptr, nullptr);
 }
 
