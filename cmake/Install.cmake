@@ -66,16 +66,19 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/VeskCryptoConfigVersion.c
 install(FILES ${PROJECT_BINARY_DIR}/VeskCryptoConfig.cmake ${PROJECT_BINARY_DIR}/VeskCryptoConfigVersion.cmake
   DESTINATION ${VESK_CMAKE_PACKAGE_DIR} COMPONENT dev)
 
-# veskcrypto.pc names the installation's own prefix, known only when installing.
+# veskcrypto.pc names the installation's own prefix, known only when installing. Each
+# installation configures its own copy, so that installs into several prefixes may run at once.
 list(TRANSFORM CMAKE_DL_LIBS PREPEND "-l" OUTPUT_VARIABLE VESK_PC_LIBS)
 list(JOIN VESK_PC_LIBS " " VESK_PC_LIBS)
 set(VESK_PC_PREFIX "@VESK_PC_PREFIX@")
-configure_file(${PROJECT_SOURCE_DIR}/cmake/veskcrypto.pc.in ${PROJECT_BINARY_DIR}/veskcrypto.pc.in @ONLY)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/veskcrypto.pc.in ${PROJECT_BINARY_DIR}/pkgconfig/veskcrypto.pc.in @ONLY)
 install(CODE "
   set(VESK_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
-  configure_file(\"${PROJECT_BINARY_DIR}/veskcrypto.pc.in\" \"${PROJECT_BINARY_DIR}/veskcrypto.pc\" @ONLY)
+  string(MD5 installation \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
+  set(pc \"${PROJECT_BINARY_DIR}/pkgconfig/\${installation}/veskcrypto.pc\")
+  configure_file(\"${PROJECT_BINARY_DIR}/pkgconfig/veskcrypto.pc.in\" \"\${pc}\" @ONLY)
+  file(INSTALL DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig\" TYPE FILE FILES \"\${pc}\")
   " COMPONENT dev)
-install(FILES ${PROJECT_BINARY_DIR}/veskcrypto.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 
 # The command-line host and its manual page, compressed as Debian ships manual pages.
 install(TARGETS vesk-crypto RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT cli)

@@ -21,8 +21,20 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${VESK_PACKAGE_NAME_runtime})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "signing module loaded at run time (CAdES, PAdES)
+# The module's shlibs, symbols (its four exported names) and ldconfig trigger. Written here
+# rather than generated: CPack would also list the emulator, which has no versioned SONAME.
+set(control ${PROJECT_BINARY_DIR}/debian/${VESK_PACKAGE_NAME_runtime})
+file(CONFIGURE OUTPUT ${control}/shlibs CONTENT
+  "libVeskCrypto ${PROJECT_VERSION_MAJOR} ${VESK_PACKAGE_NAME_runtime} (>= ${PROJECT_VERSION})\n")
+file(STRINGS ${PROJECT_SOURCE_DIR}/src/plugin/exports.map exported REGEX "^ +[A-Za-z_][A-Za-z0-9_]*;$")
+list(TRANSFORM exported REPLACE "^ +([A-Za-z0-9_]+);$" " \\1@Base ${PROJECT_VERSION}")
+list(SORT exported)
+list(JOIN exported "\n" exported)
+file(CONFIGURE OUTPUT ${control}/symbols CONTENT
+  "libVeskCrypto.so.${PROJECT_VERSION_MAJOR} ${VESK_PACKAGE_NAME_runtime} #MINVER#\n${exported}\n")
+file(CONFIGURE OUTPUT ${control}/triggers CONTENT "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/symbols ${control}/triggers)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "signing module loaded at run time (CAdES, PAdES)
 libVeskCrypto is a signing module that an office editor loads at run time.
 Through one JSON request per call it lists the user's signing
 certificates, signs files (attached or detached CAdES, or PAdES inside a
@@ -34,7 +46,7 @@ set(CPACK_DEBIAN_DEV_PACKAGE_NAME ${VESK_PACKAGE_NAME_dev})
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libboost-dev")
 set(CPACK_COMPONENT_DEV_DEPENDS runtime)
-set(CPACK_COMPONENT_DEV_DESCRIPTION "signing module loaded at run time - development files
+set(CPACK_DEBIAN_DEV_DESCRIPTION "signing module loaded at run time - development files
 libVeskCrypto is a signing module that an office editor loads at run time
 and drives with JSON requests.
 .
@@ -45,12 +57,13 @@ veskcrypto.")
 # The command-line host and the emulator make one package.
 set(CPACK_COMPONENT_CLI_GROUP tools)
 set(CPACK_COMPONENT_EMULATOR_GROUP tools)
-set(CPACK_COMPONENT_CLI_DEPENDS runtime)
+# vesk-crypto loads the module at run time, where dpkg-shlibdeps cannot see it.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${VESK_PACKAGE_NAME_runtime} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${VESK_PACKAGE_NAME_cli})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 # The emulator's GOST algorithms and the test PKI script need OpenSSL's tool and GOST engine.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "openssl, libengine-gost-openssl")
-set(CPACK_COMPONENT_GROUP_TOOLS_DESCRIPTION "command-line host for the libVeskCrypto signing module
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "command-line host for the libVeskCrypto signing module
 vesk-crypto loads libVeskCrypto at run time, as an office editor does,
 and sends it JSON requests: list certificates, sign, co-sign, verify and
 extract, from the command line or from a file of requests.
