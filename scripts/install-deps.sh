@@ -11,6 +11,7 @@ packages=(
   libpodofo-dev libfontconfig-dev libfreetype-dev fonts-liberation fonts-dejavu-core
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   poppler-utils qpdf libnss3-tools binutils file time
+  lintian
 )
 
 missing=()
