@@ -31,7 +31,7 @@ list(TRANSFORM exported REPLACE "^ +([A-Za-z0-9_]+);$" " \\1@Base ${PROJECT_VERS
 list(SORT exported)
 list(JOIN exported "\n" exported)
 file(CONFIGURE OUTPUT ${control}/symbols CONTENT
-  "libVeskCrypto.so.${PROJECT_VERSION_MAJOR} ${VESK_PACKAGE_NAME_runtime} #MINVER#\n${exported}\n")
+  "libVeskCrypto.so.${PROJECT_VERSION_MAJOR} ${VESK_PACKAGE_NAME_runtime} #MINVER#\n* Build-Depends-Package: ${VESK_PACKAGE_NAME_dev}\n${exported}\n")
 file(CONFIGURE OUTPUT ${control}/triggers CONTENT "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/symbols ${control}/triggers)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "signing module loaded at run time (CAdES, PAdES)
