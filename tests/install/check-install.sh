@@ -42,9 +42,12 @@ expected:
 $expected"
 }
 
+# The header compiles clean in a host that asks for warnings.
+warnings="-Wall -Wextra -Wshadow -Wnon-virtual-dtor -Werror"
+
 # Host 1: find_package(VeskCrypto 1.0 REQUIRED), the factory through both names.
 cmake_host=("$CMAKE_COMMAND" -S "$here/find-package-host" -DCMAKE_PREFIX_PATH="$prefix"
-  -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DCMAKE_BUILD_TYPE=Release)
+  -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS="$warnings")
 "${cmake_host[@]}" -B "$work/host1" >/dev/null
 "$CMAKE_COMMAND" --build "$work/host1" >/dev/null
 expect_answers "$("$work/host1/host")" createVeskCrypto createRequestBuffer
@@ -58,7 +61,8 @@ export PKG_CONFIG_PATH=$libdir/pkgconfig
 [ "$(pkg-config --modversion veskcrypto)" = "$VESK_VERSION" ] || fail "pkg-config version"
 [ "$(pkg-config --variable=module veskcrypto)" = "$module" ] || fail "pkg-config module variable"
 # shellcheck disable=SC2046
-g++ -std=c++17 -o "$work/host2" "$here/pkg-config-host/host.cpp" $(pkg-config --cflags --libs veskcrypto)
+# shellcheck disable=SC2086
+g++ -std=c++17 $warnings -o "$work/host2" "$here/pkg-config-host/host.cpp" $(pkg-config --cflags --libs veskcrypto)
 expect_answers "$("$work/host2" "$(pkg-config --variable=module veskcrypto)")" \
   CryptoModuleCppExecFunc VeskExecuteJsonRequest
 
