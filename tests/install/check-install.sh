@@ -28,7 +28,12 @@ for f in libcades.so make-test-pki.sh test-pki.conf; do
   [ -f "$prefix/lib/vesk-crypto/$f" ] || fail "lib/vesk-crypto/$f missing"
 done
 [ -x "$prefix/lib/vesk-crypto/make-test-pki.sh" ] || fail "make-test-pki.sh not executable"
-zcat "$prefix/share/man/man1/vesk-crypto.1.gz" | grep -q '^\.TH VESK-CRYPTO 1' || fail "manual page"
+# The manual page names every option that vesk-crypto --help lists.
+man=$(zcat "$prefix/share/man/man1/vesk-crypto.1.gz")
+grep -q '^\.TH VESK-CRYPTO 1' <<<"$man" || fail "manual page"
+for option in $("$prefix/bin/vesk-crypto" --help | grep -o -- '--[a-z]*' | sort -u); do
+  grep -qF -- "\-\-${option#--}" <<<"$man" || fail "the manual page lacks $option"
+done
 
 export HOME=$work/home
 mkdir -p "$HOME"
