@@ -6,7 +6,7 @@
 //
 // Exit status: 0 when the answer's "error" is null, 1 when it is not, 2 on a usage or loading error.
 
-#include "plugin/VeskCryptoPlugin.h"
+#include <vesk/VeskCrypto.h>
 
 #include <boost/dll/shared_library.hpp>
 

@@ -2,7 +2,7 @@
 // --level=NAME (a settings.json level name; default info). The module's settings and log live
 // in a temporary HOME made for the run.
 
-#include "plugin/VeskCryptoPlugin.h"
+#include <vesk/VeskCrypto.h>
 
 #include <benchmark/benchmark.h>
 

@@ -4,9 +4,13 @@
 
 namespace {
 
+// Beside this program (the build tree), then where an installation puts it (BINDIR/../LIBDIR),
+// so that an installation under any prefix finds its own module.
 std::filesystem::path defaultLibrary() {
-    const auto beside = boost::dll::program_location().parent_path() / "libVeskCrypto.so.1";
-    if (std::filesystem::exists(beside)) return beside;
+    const std::filesystem::path bindir = boost::dll::program_location().parent_path();
+    for (const auto& candidate : {bindir / "libVeskCrypto.so.1", bindir / VESK_LIBDIR_FROM_BINDIR / "libVeskCrypto.so.1"}) {
+        if (std::filesystem::exists(candidate)) return candidate;
+    }
     return "libVeskCrypto.so.1";  // left to the system's library search
 }
 
@@ -16,8 +20,7 @@ ModuleLoader::ModuleLoader(const std::filesystem::path& library)
     : library_(library.empty() ? defaultLibrary() : library,
                boost::dll::load_mode::search_system_folders | boost::dll::load_mode::rtld_now) {
     // The alias holds the factory's address; the library stays loaded while library_ lives.
-    using Factory = boost::shared_ptr<VeskCryptoPlugin>();
-    auto& factory = *library_.get<Factory*>("createVeskCrypto");
+    auto& factory = *library_.get<Vesk::Crypto::PluginFactory*>(Vesk::Crypto::kCreateVeskCrypto);
     plugin_ = factory();
 }
 

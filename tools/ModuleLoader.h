@@ -1,7 +1,7 @@
 #pragma once
 // Loads libVeskCrypto at run time through its exported factory, as the editor does.
 
-#include "plugin/VeskCryptoPlugin.h"
+#include <vesk/VeskCrypto.h>
 
 #include <boost/dll/shared_library.hpp>
 #include <boost/shared_ptr.hpp>

@@ -22,7 +22,8 @@ constexpr const char* kUsage = R"(Usage:
   vesk-crypto --help                               show this text
 
 Options:
-  --library PATH   the module to load (default: libVeskCrypto.so.1 beside this program)
+  --library PATH   the module to load (default: libVeskCrypto.so.1 beside this program,
+                   then in the library folder of its installation, then the system's search)
   --json           subcommands print the module's JSON answer instead of plain text
 
 A request is a JSON object: {"method":"version","args":{}}. File names inside requests are

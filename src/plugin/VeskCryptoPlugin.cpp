@@ -1,4 +1,4 @@
-#include "plugin/VeskCryptoPlugin.h"
+#include <vesk/VeskCrypto.h>
 
 #include "plugin/ErrorGuard.h"
 #include "plugin/RequestDispatcher.h"

@@ -1,7 +1,7 @@
 #pragma once
 // Drives the built module through its exported names, as a host does.
 
-#include "plugin/VeskCryptoPlugin.h"
+#include <vesk/VeskCrypto.h>
 
 #include <boost/dll/shared_library.hpp>
 #include <nlohmann/json.hpp>
@@ -10,8 +10,8 @@
 
 namespace vesk::test {
 
-using DirectRequest = bool(const std::string&, std::string&);
-using PluginFactory = boost::shared_ptr<VeskCryptoPlugin>();
+using DirectRequest = Vesk::Crypto::JsonRequestFunction;
+using Vesk::Crypto::PluginFactory;
 
 class ModuleClient {
 public:
