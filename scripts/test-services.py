@@ -11,11 +11,12 @@ Every answer is made by the openssl command with the PKI's GOST engine configura
     POST /tsa                 `openssl ts -reply` signed by pem/tsa_gost (critical timeStamping)
     POST /ocsp                `openssl ocsp -index ocsp/ca_gost.index -CA ... -rsigner pem/ocsp_gost`
 Misbehaving variants, for the clients' error paths:
-    POST /tsa/garbage         200 with bytes that are no TimeStampResp
+    POST /tsa/garbage         200 with a DER value that is no TimeStampResp
+    POST /tsa/text            200 with text, not DER at all
     POST /tsa/reject          a TimeStampResp with status "rejection"
     POST /tsa/wrong-imprint   a genuine token over a different message imprint
     POST /tsa/silent          never answers in time (sleeps 30 s)
-    POST /ocsp/garbage        200 with bytes that are no OCSPResponse
+    POST /ocsp/garbage        200 with a DER value that is no OCSPResponse
     POST /ocsp/silent         never answers in time
 """
 import http.server
@@ -108,15 +109,17 @@ def ocsp(request):
                     "-reqin", "IN", "-respout", "OUT"], request)
 
 
+GARBAGE = bytes.fromhex("3003" "020105")  # SEQUENCE { INTEGER 5 }
 REJECTION = bytes.fromhex("3005" "3003" "020102")  # TimeStampResp { status { rejection } }
 
 ROUTES = {
     "/tsa": ("application/timestamp-reply", time_stamp),
-    "/tsa/garbage": ("application/timestamp-reply", lambda q: b"this is no time-stamp response\n"),
+    "/tsa/garbage": ("application/timestamp-reply", lambda q: GARBAGE),
+    "/tsa/text": ("application/timestamp-reply", lambda q: b"this is no time-stamp response\n"),
     "/tsa/reject": ("application/timestamp-reply", lambda q: REJECTION),
     "/tsa/wrong-imprint": ("application/timestamp-reply", lambda q: time_stamp(with_other_imprint(q))),
     "/ocsp": ("application/ocsp-response", ocsp),
-    "/ocsp/garbage": ("application/ocsp-response", lambda q: b"\x30\x03garbage"),
+    "/ocsp/garbage": ("application/ocsp-response", lambda q: GARBAGE),
 }
 
 
