@@ -187,12 +187,15 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
             signedBytes.insert(signedBytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(read));
         VLOG_DEBUG << "Read for sign: " << signedBytes.size() << " bytes.";
 
-        // compat: the signer's own result is not consulted: a failed signing leaves the signature empty.
         std::vector<unsigned char> signature;
-        signer_->signMessage(signedBytes, signature, options, internal);
+        const RequestApiResultPtr signing = signer_->signMessage(signedBytes, signature, options, internal);
         VLOG_DEBUG << "Created detached sign size: " << signature.size();
-        if (!signature.empty())
-            signDevice.SetSignature(PdfData(reinterpret_cast<const char*>(signature.data()), signature.size()));
+        // A signature field with an empty hole would pass for a signed PDF: nothing is written
+        // then, and the signer's own message is the answer.
+        if (signature.empty())
+            return fail(result, signing && !signing->errors.empty() ? signing->errors.front()
+                                                                    : "tr{Error on sign file:} no signature");
+        signDevice.SetSignature(PdfData(reinterpret_cast<const char*>(signature.data()), signature.size()));
         signDevice.Flush();
 
         const std::vector<char> signedPdf(buffer.GetBuffer(), buffer.GetBuffer() + signDevice.GetLength());

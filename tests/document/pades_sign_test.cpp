@@ -5,6 +5,7 @@
 #include "crypto/CryptoProviderFactory.h"
 #include "document/PAdESTypeSigner.h"
 #include "document/PdfSignVerifycator.h"
+#include "support/LocalServices.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -168,13 +169,21 @@ TEST(PadesSign, RefusalsLeaveFilesAloneAndReserveFollowsCadesType) {
     EXPECT_TRUE(signPdf(noSave)->success);
     EXPECT_FALSE(fs::exists(noSave.output_file));
 
-    // The emulator makes no X-Long signature without a time-stamp service; the reserve shows anyway.
+    // CAdES-X Long Type 1 gets the larger reserve; without its time-stamp service there is no
+    // signature, and no PDF that would pass for a signed one.
     SignOptions xlong = padesOptions(pdf, folder / "xlong.pdf");
     xlong.cades_type = CadesType::CadesXLongType1;
-    signPdf(xlong);
+    xlong.tsp_url = vesk::test::LocalServices::instance().tsaUrl();
+    EXPECT_TRUE(signPdf(xlong)->success);
     const auto holes = embeddedSignatures(xlong.output_file);
     ASSERT_EQ(1u, holes.size());
     EXPECT_EQ(2 * 65536 + 2, holes[0].c - holes[0].b);
+    xlong.tsp_url.clear();
+    xlong.output_file = folder / "no-tsa.pdf";
+    const auto refused = signPdf(xlong);
+    EXPECT_FALSE(refused->success);
+    EXPECT_EQ("URL of TSP service is not specified.", firstError(refused));
+    EXPECT_FALSE(fs::exists(xlong.output_file));
 }
 
 // Shown to the user as it stands, without tr{}.
