@@ -10,7 +10,7 @@ packages=(
   libssl-dev openssl libengine-gost-openssl
   libpodofo-dev libfontconfig-dev libfreetype-dev fonts-liberation fonts-dejavu-core
   libgtest-dev libgmock-dev googletest libbenchmark-dev
-  poppler-utils qpdf libnss3-tools binutils file time
+  poppler-utils qpdf libnss3-tools binutils file time python3
 )
 
 missing=()
