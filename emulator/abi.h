@@ -18,3 +18,7 @@
 #define CERT_FIND_SUBJECT_STR_W 0x00080007u
 #define CERT_TRUST_IS_NOT_VALID_FOR_USAGE 0x00000010u
 #define CERT_TRUST_INVALID_BASIC_CONSTRAINTS 0x00000400u
+// Time-stamp and OCSP client codes beyond the two the shared header names.
+#define TSPCLI_ERROR_IncorrectNonce 0xC2100120u
+#define TSPCLI_ERROR_UnsuccessfullResponse 0xC2100124u
+#define OCSPCLI_ERROR_AddressNotFound 0xC2110121u

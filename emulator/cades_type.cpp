@@ -8,6 +8,7 @@
 // The answer is TRUE for the signer's own form only; CADES_DEFAULT stands for BES.
 #include <openssl/objects.h>
 
+#include "cades_type.h"
 #include "last_error.h"
 #include "message.h"
 
@@ -31,7 +32,9 @@ bool hasUnsigned(CMS_SignerInfo* signer, const char* oid)
     return found;
 }
 
-DWORD signerForm(CMS_SignerInfo* signer)
+} // namespace
+
+DWORD cades_emulator::signerForm(CMS_SignerInfo* signer)
 {
     const bool signingCertificate = hasSigned(signer, "1.2.840.113549.1.9.16.2.12") || // v1
                                     hasSigned(signer, "1.2.840.113549.1.9.16.2.47");   // v2
@@ -49,6 +52,8 @@ DWORD signerForm(CMS_SignerInfo* signer)
     const bool archived = hasUnsigned(signer, "1.2.840.113549.1.9.16.2.27") || hasUnsigned(signer, "0.4.0.1733.2.4");
     return archived ? CADES_A : CADES_X_LONG_TYPE_1;
 }
+
+namespace {
 
 bool isKnownType(DWORD type)
 {

@@ -61,27 +61,33 @@ int recordAndContinue(int ok, X509_STORE_CTX* context)
 
 } // namespace
 
-ChainResult buildChain(X509* certificate, const std::vector<X509*>& extraCertificates,
-                       std::optional<std::time_t> when)
+TrustMaterial loadTrust(const std::vector<X509*>& extra)
 {
-    ChainResult result;
     ensureGostEngine();
-    X509StorePtr trusted(X509_STORE_new());
+    TrustMaterial trust{X509StorePtr(X509_STORE_new()), newX509Stack()};
     for (const X509Ptr& root : loadSystemStoreCertificates("Root"))
-        X509_STORE_add_cert(trusted.get(), root.get());
-
-    X509StackPtr untrusted = newX509Stack();
+        X509_STORE_add_cert(trust.anchors.get(), root.get());
     std::vector<X509Ptr> loaded = loadSystemStoreCertificates("CA");
     for (X509Ptr& personal : loadSystemStoreCertificates("My"))
         loaded.push_back(std::move(personal));
     for (const X509Ptr& candidate : loaded)
-        pushShared(untrusted.get(), candidate.get());
-    for (X509* extra : extraCertificates)
-        pushShared(untrusted.get(), extra);
+        pushShared(trust.untrusted.get(), candidate.get());
+    for (X509* certificate : extra)
+        pushShared(trust.untrusted.get(), certificate);
+    return trust;
+}
+
+ChainResult buildChain(X509* certificate, const std::vector<X509*>& extraCertificates,
+                       std::optional<std::time_t> when)
+{
+    ChainResult result;
+    TrustMaterial trust = loadTrust(extraCertificates);
+    X509_STORE* trusted = trust.anchors.get();
+    STACK_OF(X509)* untrusted = trust.untrusted.get();
 
     X509StoreCtxPtr context(X509_STORE_CTX_new());
     VerifyRecord record;
-    if (!context || X509_STORE_CTX_init(context.get(), trusted.get(), certificate, untrusted.get()) != 1) {
+    if (!context || X509_STORE_CTX_init(context.get(), trusted, certificate, untrusted) != 1) {
         result.certificates.push_back(shareX509(certificate));
         result.elementErrors.push_back(CERT_TRUST_IS_PARTIAL_CHAIN);
         result.chainErrors = CERT_TRUST_IS_PARTIAL_CHAIN;

@@ -16,6 +16,14 @@ struct ChainResult {
     bool trusted() const { return chainErrors == CERT_TRUST_NO_ERROR; }
 };
 
+// Trust anchors (the Root store) and the certificates that may fill a path (the CA and personal
+// stores and `extra`), for verifying chains, time-stamp tokens and OCSP responses.
+struct TrustMaterial {
+    X509StorePtr anchors;
+    X509StackPtr untrusted;
+};
+TrustMaterial loadTrust(const std::vector<X509*>& extra);
+
 // Builds the chain of `certificate` from the CA and personal stores, the extra
 // certificates given, up to a root of the Root store; checks signatures and
 // validity at `when` (now when empty). No revocation checking: no CRLs or OCSP here.

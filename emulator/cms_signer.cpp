@@ -1,6 +1,7 @@
 #include "cms_signer.h"
 
 #include "last_error.h"
+#include "long_term.h"
 
 namespace cades_emulator {
 namespace {
@@ -22,32 +23,41 @@ bool addSigningCertificateV2(CMS_SignerInfo* signer, X509* certificate, const EV
                                        sequence.get(), -1) == 1;
 }
 
-bool isEmptyWide(LPCWSTR text) { return text == nullptr || *text == L'\0'; }
-
 } // namespace
 
-bool chooseSignatureLevel(const CADES_SIGN_PARA* cadesPara, SignatureLevel& level)
+bool chooseSignatureLevel(const CADES_SIGN_PARA* cadesPara, SignatureRequest& request)
 {
     const DWORD type = cadesPara == nullptr ? CADES_BES : (cadesPara->dwCadesType & 0xFFFF);
     switch (type) {
     case CADES_DEFAULT: // the default CAdES form is CAdES-BES
     case CADES_BES:
-        level = SignatureLevel::Bes;
+        request.level = SignatureLevel::Bes;
         return true;
     case PKCS7_TYPE:
-        level = SignatureLevel::Pkcs7;
+        request.level = SignatureLevel::Pkcs7;
         return true;
-    case CADES_T:
     case CADES_X_LONG_TYPE_1:
+    case CADES_T:
     case CADES_A: {
-        const CADES_SERVICE_CONNECTION_PARA* tsp = cadesPara->pTspConnectionPara;
-        if (tsp == nullptr || isEmptyWide(tsp->wszUri))
-            return fail(TSPCLI_ERROR_AddressIsEmpty);
-        return fail(TSPCLI_ERROR_HTTP);
+        if (const DWORD error = timeStampAddressOf(cadesPara, request.tspAddress))
+            return fail(error);
+        if (type != CADES_X_LONG_TYPE_1)
+            return fail(E_NOTIMPL);
+        request.level = SignatureLevel::XLongType1;
+        return true;
     }
     default:
         return fail(E_INVALIDARG);
     }
+}
+
+bool completeSignatureLevel(CMS_ContentInfo* cms, CMS_SignerInfo* signer, X509* certificate,
+                            const SignatureRequest& request)
+{
+    if (request.level != SignatureLevel::XLongType1)
+        return true;
+    const DWORD error = addLongTermEvidence(cms, signer, certificate, request.tspAddress);
+    return error == 0 || fail(error);
 }
 
 CMS_SignerInfo* addSigner(CMS_ContentInfo* cms, X509* certificate, EVP_PKEY* key, const EVP_MD* digest,
@@ -57,7 +67,7 @@ CMS_SignerInfo* addSigner(CMS_ContentInfo* cms, X509* certificate, EVP_PKEY* key
     CMS_SignerInfo* signer = CMS_add1_signer(cms, certificate, key, digest, flags);
     if (signer == nullptr)
         return nullptr;
-    if (level == SignatureLevel::Bes && !addSigningCertificateV2(signer, certificate, digest))
+    if (level != SignatureLevel::Pkcs7 && !addSigningCertificateV2(signer, certificate, digest))
         return nullptr;
     return signer;
 }

@@ -1,4 +1,4 @@
-// CadesMsgAddEnhancedSignature: one more CAdES-BES signer on a decoded message.
+// CadesMsgAddEnhancedSignature: one more CAdES-BES or X Long Type 1 signer on a decoded message.
 // The message digest is computed over the message's content (the embedded content,
 // or for a detached message the content fed after the signature).
 #include <cstring>
@@ -59,8 +59,8 @@ extern "C" CSP_BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG hCryptMsg, PCADES_COS
     if (signerPara.pCertInfo != nullptr && !namesCertificate(signerPara.pCertInfo, key->certificate.get()))
         return fail(NTE_BAD_KEYSET); // the key does not belong to the named certificate
 
-    SignatureLevel level = SignatureLevel::Bes;
-    if (!chooseSignatureLevel(cadesPara, level))
+    SignatureRequest request;
+    if (!chooseSignatureLevel(cadesPara, request))
         return FALSE;
     const char* hashOid = cadesPara != nullptr && cadesPara->szHashAlgorithm != nullptr
                               ? cadesPara->szHashAlgorithm
@@ -73,7 +73,7 @@ extern "C" CSP_BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG hCryptMsg, PCADES_COS
     std::vector<BYTE> messageDigest;
     if (!digestOf(message->content(), digest, messageDigest))
         return fail(NTE_BAD_HASH);
-    CMS_SignerInfo* signer = addSigner(cms, key->certificate.get(), key->key.get(), digest, level);
+    CMS_SignerInfo* signer = addSigner(cms, key->certificate.get(), key->key.get(), digest, request.level);
     if (signer == nullptr ||
         CMS_signed_add1_attr_by_NID(signer, NID_pkcs9_messageDigest, V_ASN1_OCTET_STRING, messageDigest.data(),
                                     static_cast<int>(messageDigest.size())) != 1 ||
@@ -84,5 +84,5 @@ extern "C" CSP_BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG hCryptMsg, PCADES_COS
         return fail(NTE_BAD_SIGNATURE);
     }
     message->modified = true;
-    return TRUE;
+    return completeSignatureLevel(cms, signer, key->certificate.get(), request) ? TRUE : FALSE;
 }

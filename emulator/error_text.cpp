@@ -50,6 +50,9 @@ const std::unordered_map<DWORD, const wchar_t*>& messageTable()
         {SCARD_W_WRONG_CHV, L"The card cannot be accessed because the wrong PIN was presented."},
         {TSPCLI_ERROR_HTTP, L"HTTP error while connecting to the TSP service."},
         {TSPCLI_ERROR_AddressIsEmpty, L"URL of TSP service is not specified."},
+        {TSPCLI_ERROR_IncorrectNonce, L"The time-stamp response carries an incorrect nonce."},
+        {TSPCLI_ERROR_UnsuccessfullResponse, L"The TSP service did not grant a valid time-stamp."},
+        {OCSPCLI_ERROR_AddressNotFound, L"OCSP service address not found in certificate."},
     };
     return table;
 }

@@ -27,7 +27,6 @@ HCRYPTMSG CadesMsgOpenToEncode(DWORD, DWORD, PCADES_ENCODE_INFO, LPSTR, PCMSG_ST
     return notImplementedHandle();
 }
 CSP_BOOL CadesMsgIsTypeEncoded(DWORD, BYTE*, DWORD, DWORD, CSP_BOOL*) { return notImplemented(); }
-CSP_BOOL CadesMsgEnhanceSignature(HCRYPTMSG, DWORD, PCADES_SIGN_PARA) { return notImplemented(); }
 CSP_BOOL CadesMsgEnhanceSignatureAll(HCRYPTMSG, PCADES_SIGN_PARA) { return notImplemented(); }
 CSP_BOOL CadesMsgCountersignEncoded(DWORD, BYTE*, DWORD, DWORD, PCADES_COSIGN_PARA, PCRYPT_DATA_BLOB*)
 {
@@ -76,10 +75,6 @@ CSP_BOOL CadesVerifyHash(PCADES_VERIFY_MESSAGE_PARA, DWORD, const BYTE*, DWORD, 
     return notImplemented();
 }
 CSP_BOOL CadesAddHashSignature(PCADES_SIGN_MESSAGE_PARA, const BYTE*, DWORD, const BYTE*, DWORD, PCRYPT_DATA_BLOB*)
-{
-    return notImplemented();
-}
-CSP_BOOL CadesEnhanceMessage(PCADES_ENHANCE_MESSAGE_PARA, DWORD, const BYTE*, DWORD, PCRYPT_DATA_BLOB*)
 {
     return notImplemented();
 }

@@ -1,5 +1,5 @@
-// CadesSignMessage: a CMS SignedData with one CAdES-BES signer over the given data,
-// with the content inside (attached) or left out (detached).
+// CadesSignMessage: a CMS SignedData with one CAdES-BES or CAdES-X Long Type 1 signer over
+// the given data, with the content inside (attached) or left out (detached).
 #include <algorithm>
 #include <limits>
 #include <optional>
@@ -135,8 +135,8 @@ extern "C" CSP_BOOL CadesSignMessage(PCADES_SIGN_MESSAGE_PARA pSignPara, CSP_BOO
     if (signer == nullptr)
         return fail(E_INVALIDARG);
 
-    SignatureLevel level = SignatureLevel::Bes;
-    if (!chooseSignatureLevel(cadesPara, level))
+    SignatureRequest request;
+    if (!chooseSignatureLevel(cadesPara, request))
         return FALSE;
     ensureGostEngine();
     EvpPkeyPtr key = loadPrivateKey(signerContext);
@@ -152,10 +152,13 @@ extern "C" CSP_BOOL CadesSignMessage(PCADES_SIGN_MESSAGE_PARA pSignPara, CSP_BOO
     CmsPtr cms(CMS_sign(nullptr, nullptr, nullptr, nullptr, flags));
     if (!cms || !addMessageCertificates(cms.get(), messagePara))
         return fail(cms ? E_INVALIDARG : NTE_BAD_DATA);
-    if (addSigner(cms.get(), signer->x509(), key.get(), digest, level) == nullptr)
+    CMS_SignerInfo* signerInfo = addSigner(cms.get(), signer->x509(), key.get(), digest, request.level);
+    if (signerInfo == nullptr)
         return fail(NTE_BAD_KEY);
     if (!digestAndSign(cms.get(), *data))
         return fail(NTE_BAD_SIGNATURE);
+    if (!completeSignatureLevel(cms.get(), signerInfo, signer->x509(), request))
+        return FALSE;
 
     BorrowedContent content;
     if (!fDetachedSignature && !content.attach(cms.get(), rgpbToBeSigned[0], rgcbToBeSigned[0]))

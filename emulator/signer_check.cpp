@@ -6,6 +6,7 @@
 #include "chain.h"
 #include "file_time.h"
 #include "gost_engine.h"
+#include "long_term.h"
 #include "store.h"
 
 namespace cades_emulator {
@@ -100,6 +101,15 @@ SignerCheck verdict(SignerCheck check, DWORD status, DWORD errorCode)
 
 } // namespace
 
+X509Ptr signerCertificateOf(CMS_ContentInfo* cms, CMS_SignerInfo* signer, HCERTSTORE extraStore)
+{
+    ensureGostEngine();
+    for (X509Ptr& candidate : candidateCertificates(cms, extraStore))
+        if (CMS_SignerInfo_cert_cmp(signer, candidate.get()) == 0)
+            return std::move(candidate);
+    return nullptr;
+}
+
 std::optional<FILETIME> signingTimeOf(CMS_SignerInfo* signer)
 {
     const int index = CMS_signed_get_attr_by_NID(signer, NID_pkcs9_signingTime, -1);
@@ -175,6 +185,10 @@ SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentVie
     const ChainResult chain = buildChain(certificate, messageCertificates);
     if (!chain.trusted())
         return verdict(std::move(check), CADES_VERIFY_NO_CHAIN, chainErrorCode(chain));
+    const EvidenceCheck evidence = checkLongTermEvidence(cms, signer, certificate, messageCertificates);
+    check.signatureTimeStampTime = evidence.signatureTimeStampTime;
+    if (evidence.status != CADES_VERIFY_SUCCESS)
+        return verdict(std::move(check), evidence.status, evidence.errorCode);
     return check;
 }
 

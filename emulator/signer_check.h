@@ -21,6 +21,7 @@ struct SignerCheck {
     DWORD errorCode = ERROR_SUCCESS;     // the error code that goes with the status
     X509Ptr signerCertificate;           // null when not found
     std::optional<FILETIME> signingTime;
+    std::optional<FILETIME> signatureTimeStampTime; // from a valid signature-time-stamp
 };
 
 // Verifies one signer of a SignedData over `content`, in this order:
@@ -28,9 +29,13 @@ struct SignerCheck {
 //     or not the certificate its signing-certificate(-v2) attribute names;
 //  8  signature over the signed attributes, or the content digest, wrong;
 //  13 content-type attribute differs from the encapsulated content type;
-//  5  no valid chain up to a root of the Root store (now; no revocation checking).
+//  5  no valid chain up to a root of the Root store (now; no revocation checking);
+//  3, 1, 4, 9  the long-term evidence the signer carries, if any (long_term.h).
 SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView content,
                         HCERTSTORE extraStore);
+
+// The certificate a signer names, from the message, `extraStore` or the My/CA/Root stores.
+X509Ptr signerCertificateOf(CMS_ContentInfo* cms, CMS_SignerInfo* signer, HCERTSTORE extraStore);
 
 std::optional<FILETIME> signingTimeOf(CMS_SignerInfo* signer);
 

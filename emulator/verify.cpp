@@ -16,6 +16,7 @@ namespace {
 struct OwnedVerificationInfo {
     CADES_VERIFICATION_INFO info{};
     FILETIME signingTime{};
+    FILETIME signatureTimeStampTime{};
     CertificateReference signer;
 };
 
@@ -40,6 +41,10 @@ PCADES_VERIFICATION_INFO newVerificationInfo(const SignerCheck& check)
     if (check.signingTime) {
         owned->signingTime = *check.signingTime;
         owned->info.pSigningTime = &owned->signingTime;
+    }
+    if (check.signatureTimeStampTime) {
+        owned->signatureTimeStampTime = *check.signatureTimeStampTime;
+        owned->info.pSignatureTimeStampTime = &owned->signatureTimeStampTime;
     }
     PCADES_VERIFICATION_INFO handle = &owned->info;
     verificationInfos().add(handle, std::move(owned));

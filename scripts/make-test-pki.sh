@@ -14,6 +14,12 @@
 #   pem/trusted.pem            all Root/ and CA/ certificates, for openssl -CAfile
 #   openssl.cnf                an OpenSSL configuration that loads the GOST engine
 #   pki.txt                    name, serial (hex), store, key type of each certificate
+#   ocsp/ISSUER.index          the certificates ISSUER issued, in `openssl ca` index form (revoked
+#                              ones marked R), for an OCSP responder answering for ISSUER
+#
+# Personal certificates carry an OCSP address in their Authority Information Access:
+# http://127.0.0.1:$OCSP_PORT/ocsp (OCSP_PORT from the environment, default 2560). Tests run
+# their responder on a free port and point the CAdES emulator there with CADES_EMULATOR_OCSP_URL.
 # Point CADES_EMULATOR_HOME at OUTDIR; run openssl with OPENSSL_CONF=OUTDIR/openssl.cnf.
 set -euo pipefail
 
@@ -30,9 +36,11 @@ if [ -e "$out" ] && [ ! -e "$out/$marker" ] && [ -n "$(ls -A "$out" 2>/dev/null)
   exit 1
 fi
 rm -rf "$out"
-mkdir -p "$out"/{My,CA,Root,untrusted,pem}
+mkdir -p "$out"/{My,CA,Root,untrusted,pem,ocsp}
 out=$(cd "$out" && pwd)
 touch "$out/$marker"
+
+ocsp_url="http://127.0.0.1:${OCSP_PORT:-2560}/ocsp"
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -98,6 +106,24 @@ keyUsage = critical, digitalSignature, nonRepudiation, keyEncipherment
 extendedKeyUsage = emailProtection, clientAuth
 subjectKeyIdentifier = hash
 authorityKeyIdentifier = keyid:always
+authorityInfoAccess = OCSP;URI:$ocsp_url
+
+# A time-stamping authority: RFC 3161 wants exactly this one critical extended key usage.
+[ext_tsa]
+basicConstraints = critical, CA:FALSE
+keyUsage = critical, digitalSignature, nonRepudiation
+extendedKeyUsage = critical, timeStamping
+subjectKeyIdentifier = hash
+authorityKeyIdentifier = keyid:always
+
+# An OCSP responder delegated by its issuer (RFC 6960 4.2.2.2); its own status is not asked.
+[ext_ocsp]
+basicConstraints = critical, CA:FALSE
+keyUsage = critical, digitalSignature, nonRepudiation
+extendedKeyUsage = critical, OCSPSigning
+noCheck = ignored
+subjectKeyIdentifier = hash
+authorityKeyIdentifier = keyid:always
 EOF
 mkdir -p "$work/issued"
 
@@ -120,7 +146,8 @@ while IFS= read -r line || [ -n "$line" ]; do
   where="$desc:$lineno"
   [ -n "$subject" ] || { echo "$where: too few columns" >&2; exit 1; }
   [ -z "${known[$name]:-}" ] || { echo "$where: duplicate name $name" >&2; exit 1; }
-  case "$store" in Root | CA | untrusted) ext=ext_ca ;; My | My-nokey) ext=ext_user ;;
+  case "$store" in Root | CA | untrusted) ext=ext_ca ;; My | My-nokey | My-revoked) ext=ext_user ;;
+    tsa) ext=ext_tsa ;; ocsp) ext=ext_ocsp ;;
     *) echo "$where: unknown store '$store'" >&2; exit 1 ;; esac
   start=${validity%-*} end=${validity#*-}
 
@@ -140,6 +167,15 @@ while IFS= read -r line || [ -n "$line" ]; do
     -in "$work/$name.csr" -out "$work/$name.crt" 2>"$work/ca.log" ||
     { cat "$work/ca.log" >&2; echo "$where: openssl ca failed" >&2; exit 1; }
 
+  # The issuer's OCSP index; a revoked certificate was revoked on 1 June 2024.
+  if [ "$issuer" != self ]; then
+    if [ "$store" = My-revoked ]; then
+      awk -F '\t' 'BEGIN { OFS = "\t" } { $1 = "R"; $3 = "240601000000Z,keyCompromise"; print }' "$work/index.txt"
+    else
+      cat "$work/index.txt"
+    fi >>"$out/ocsp/$issuer.index"
+  fi
+
   # Chain above this certificate: the issuer followed by the issuer's own chain.
   : >"$work/$name.chain.pem"
   if [ "$issuer" != self ]; then
@@ -148,7 +184,8 @@ while IFS= read -r line || [ -n "$line" ]; do
 
   cp "$work/$name.crt" "$work/$name.key" "$work/$name.chain.pem" "$out/pem/"
   case "$store" in
-    My) cp "$work/$name.crt" "$work/$name.key" "$out/My/" ;;
+    My | My-revoked) cp "$work/$name.crt" "$work/$name.key" "$out/My/" ;;
+    tsa | ocsp) ;; # services' certificates live in pem/ only
     My-nokey) cp "$work/$name.crt" "$out/My/" ;;
     untrusted) cp "$work/$name.crt" "$work/$name.key" "$out/untrusted/" ;;
     *) cp "$work/$name.crt" "$out/$store/" ;;

@@ -31,6 +31,9 @@ const char* const kSubcommandUsage = R"(Subcommands:
       --box X,Y,X2,Y2       the stamp's box corners in percent of the page's width and height,
                             Y and Y2 counted from the top
       --clickable           make the stamp a clickable field
+      --xlong               CAdES-X Long Type 1: time-stamped, with the OCSP evidence of the
+                            signer's chain (needs --tsp)
+      --tsp URL             the time-stamp service (RFC 3161 over HTTP)
   verify FILE               verify the signatures of FILE and list its signers
   extract FILE              extract the content of an attached signature and print its path
 )";
@@ -110,6 +113,10 @@ std::optional<Command> parseSign(const std::vector<std::string>& args, std::stri
             cosign = true;
         } else if (arg == "--clickable") {
             watermark["clickable"] = true;
+        } else if (arg == "--xlong") {
+            signInfo["cades_type"] = "CadesXLongType1";
+        } else if (arg == "--tsp" && hasValue) {
+            signInfo["tsp_url"] = args[++i];
         } else if (arg == "--cert" && hasValue) {
             signInfo["search_string"] = base64::encode(args[++i]);
         } else if (arg == "--out" && hasValue) {
@@ -137,6 +144,10 @@ std::optional<Command> parseSign(const std::vector<std::string>& args, std::stri
     }
     if (!file) {
         error = "sign: FILE is missing";
+        return std::nullopt;
+    }
+    if (signInfo.contains("cades_type") && !signInfo.contains("tsp_url")) {
+        error = "--xlong needs --tsp URL";
         return std::nullopt;
     }
     if (attachType.empty()) attachType = hasPdfExtension(*file) ? "PAdES" : "Attached";

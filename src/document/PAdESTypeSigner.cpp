@@ -205,10 +205,15 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
             signedBytes.insert(signedBytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(read));
         VLOG_DEBUG << "Read for sign: " << signedBytes.size() << " bytes.";
 
-        // compat: the signer's own result is not consulted: a failed signing leaves the signature empty.
         std::vector<unsigned char> signature;
-        signer_->signMessage(signedBytes, signature, options, internal);
+        const RequestApiResultPtr signing = signer_->signMessage(signedBytes, signature, options, internal);
         VLOG_DEBUG << "Created detached sign size: " << signature.size();
+        // compat: otherwise the signer's own result is not consulted. A time-stamp or revocation
+        // service the request named that failed is the exception: an X-Long signature the user asked
+        // for cannot be made, so nothing is written and the library's message is the answer.
+        if (signature.empty() && options.cades_type == CadesType::CadesXLongType1 && !options.tsp_url.empty())
+            return fail(result, signing && !signing->errors.empty() ? signing->errors.front()
+                                                                    : "tr{Error on sign file:} no signature");
         // Written in every case: an empty signature fills the hole with hex zeros, so the PDF stays
         // well-formed (and simply unverified) instead of keeping PoDoFo's placeholder.
         signDevice.SetSignature(PdfData(reinterpret_cast<const char*>(signature.data()), signature.size()));

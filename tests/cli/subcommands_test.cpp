@@ -2,6 +2,7 @@
 // checked by openssl, pdfsig and pdftotext.
 
 #include "common/Base64.h"
+#include "support/LocalServices.h"
 #include "support/Process.h"
 #include "support/TempHome.h"
 #include "support/TestPki.h"
@@ -75,7 +76,7 @@ TEST_F(Subcommands, CertsTableFilterAndJson) {
 TEST_F(Subcommands, BadUsageExitsTwoBeforeLoadingTheModule) {
     for (const char* arguments : {"sign", "sign a.txt b.txt", "sign a.txt --pades", "sign a.pdf --page 0",
                                   "sign a.pdf --box 1,2,3", "sign a.pdf --attached --detached", "verify",
-                                  "extract a.sig b.sig", "certs a b", "certs --bogus", "sign a.pdf --stamp"}) {
+                                  "extract a.sig b.sig", "certs a b", "certs --bogus", "sign a.pdf --stamp", "sign a.txt --xlong", "sign a.txt --tsp"}) {
         const auto result = runCommand(shellQuote(VESK_CLI_PATH) + " --library /nonexistent.so " + arguments + " 2>&1");
         EXPECT_EQ(result.exitCode, 2) << arguments << "\n" << result.output;
         EXPECT_NE(result.output.find("Subcommands:"), std::string::npos) << arguments;
@@ -166,4 +167,31 @@ TEST(SamplePdf, PagesRussianTextAndPadding) {
 
     EXPECT_EQ(runCommand(shellQuote(VESK_SAMPLE_PDF_PATH) + " " + q(dir / "x.pdf") + " --pages 0 2>/dev/null").exitCode, 2);
     EXPECT_FALSE(fs::exists(dir / "x.pdf"));
+}
+
+// --xlong --tsp: a CAdES-X Long Type 1 signature whose time-stamp openssl accepts.
+TEST_F(Subcommands, XLongSignatureWithTimeStampService) {
+    const std::string tsa = LocalServices::instance().tsaUrl();
+    const auto note = write("акт.txt", "акт приёма-передачи");
+    auto result = cli("sign " + q(note) + " --detached --cert 0x4512 --xlong --tsp " + q(tsa));
+    ASSERT_EQ(result.exitCode, 0) << result.output;
+    const fs::path signature = firstLine(result.output);
+    std::string log;
+    ASSERT_EQ(cadesEvidence("sigvalue " + q(signature) + " " + q(dir_ / "value.bin"), &log), 0) << log;
+    ASSERT_EQ(cadesEvidence("attr " + q(signature) + " 1.2.840.113549.1.9.16.2.14 " + q(dir_ / "token.der"), &log), 0)
+        << log;
+    EXPECT_EQ(openssl("ts -verify -token_in -in " + q(dir_ / "token.der") + " -data " + q(dir_ / "value.bin") +
+                          " -CAfile " + q(pki("pem/trusted.pem")) + " -untrusted " + q(pki("pem/tsa_gost.crt")),
+                      &log),
+              0)
+        << log;
+    result = cli("verify " + q(note));
+    EXPECT_EQ(result.exitCode, 0) << result.output;
+    EXPECT_NE(result.output.find("  verified"), std::string::npos) << result.output;
+
+    // An unreachable service: an error, and no signature file.
+    const auto other = write("other.txt", "другой");
+    result = cli("sign " + q(other) + " --detached --cert 0x4512 --xlong --tsp " + q(unreachableUrl()));
+    EXPECT_EQ(result.exitCode, 1) << result.output;
+    EXPECT_FALSE(fs::exists(dir_ / "other.txt.sgn"));
 }

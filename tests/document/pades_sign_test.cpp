@@ -5,6 +5,7 @@
 #include "crypto/CryptoProviderFactory.h"
 #include "document/PAdESTypeSigner.h"
 #include "document/PdfSignVerifycator.h"
+#include "support/LocalServices.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
@@ -168,13 +169,28 @@ TEST(PadesSign, RefusalsLeaveFilesAloneAndReserveFollowsCadesType) {
     EXPECT_TRUE(signPdf(noSave)->success);
     EXPECT_FALSE(fs::exists(noSave.output_file));
 
-    // The emulator makes no X-Long signature without a time-stamp service; the reserve shows anyway.
+    // CAdES-X Long Type 1 gets the larger reserve. Without a time-stamp address the answer stays
+    // success, as hosts know it, and the hole holds zeros: a well-formed PDF no one takes for signed.
     SignOptions xlong = padesOptions(pdf, folder / "xlong.pdf");
     xlong.cades_type = CadesType::CadesXLongType1;
-    signPdf(xlong);
+    xlong.tsp_url = vesk::test::LocalServices::instance().tsaUrl();
+    EXPECT_TRUE(signPdf(xlong)->success);
     const auto holes = embeddedSignatures(xlong.output_file);
     ASSERT_EQ(1u, holes.size());
     EXPECT_EQ(2 * 65536 + 2, holes[0].c - holes[0].b);
+    xlong.tsp_url.clear();
+    xlong.output_file = folder / "no-tsa.pdf";
+    EXPECT_TRUE(signPdf(xlong)->success);
+    const auto unsigned_ = embeddedSignatures(xlong.output_file);
+    ASSERT_EQ(1u, unsigned_.size());
+    EXPECT_TRUE(std::all_of(unsigned_[0].signature.begin(), unsigned_[0].signature.end(),
+                            [](unsigned char byte) { return byte == 0; }));
+    // A named service that fails is different: no X-Long signature can be made, nothing is written.
+    xlong.tsp_url = vesk::test::LocalServices::instance().tsaUrl("/reject");
+    xlong.output_file = folder / "rejected.pdf";
+    const auto refused = signPdf(xlong);
+    EXPECT_FALSE(refused->success);
+    EXPECT_FALSE(fs::exists(xlong.output_file));
 }
 
 // Shown to the user as it stands, without tr{}.

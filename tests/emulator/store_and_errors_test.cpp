@@ -134,13 +134,9 @@ TEST(EmulatorSign, RefusesWhatItCannotSign) {
   }
 }
 
-// Features the emulator leaves out (time-stamp enhancement, countersignatures, hash
+// Features the emulator leaves out (countersignatures, hash
 // signing, streaming) must refuse plainly rather than pretend to succeed.
 TEST(EmulatorNotImplemented, RefusesWithENotImpl) {
-  CADES_SIGN_PARA cades{};
-  cades.dwSize = sizeof cades;
-  cades.dwCadesType = CADES_X_LONG_TYPE_1;
-  CADES_ENHANCE_MESSAGE_PARA enhance{sizeof enhance, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, &cades};
   CRYPT_DATA_BLOB* blob = nullptr;
   CADES_BLOB_ARRAY* array = nullptr;
   BYTE byte = 0;
@@ -148,8 +144,6 @@ TEST(EmulatorNotImplemented, RefusesWithENotImpl) {
   // Each call answers true when it reported failure (FALSE, null or 0).
   const std::pair<const char*, std::function<bool()>> calls[] = {
       {"CadesMsgOpenToEncode", [&] { return !CadesMsgOpenToEncode(0x10001, 0, nullptr, nullptr, nullptr); }},
-      {"CadesMsgEnhanceSignature", [&] { return !CadesMsgEnhanceSignature(nullptr, 0, &cades); }},
-      {"CadesEnhanceMessage", [&] { return !CadesEnhanceMessage(&enhance, 0, &byte, 1, &blob); }},
       {"CadesMsgCountersign", [&] { return !CadesMsgCountersign(nullptr, 0, 0, nullptr); }},
       {"CadesSignHash", [&] { return !CadesSignHash(nullptr, &byte, 1, nullptr, &blob); }},
       {"CadesVerifyHash", [&] { return !CadesVerifyHash(nullptr, 0, &byte, 1, &byte, 1, nullptr, nullptr); }},

@@ -1,0 +1,170 @@
+// "sign" with "cades_type":"CadesXLongType1" through the module, against the local time-stamp and
+// OCSP services: judged by openssl cms/ts, qpdf and pdfsig; failures leave nothing written.
+
+#include "ModuleClient.h"
+#include "SignedInputs.h"
+
+#include "support/LocalServices.h"
+#include "support/Process.h"
+#include "support/TempHome.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+using namespace vesk::test;
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kRevokedUser = "0x009001";  // the leading zero keeps the serial positive
+
+std::string q(const fs::path& path) { return shellQuote(path.string()); }
+
+class XLong : public ::testing::Test {
+protected:
+    void SetUp() override {
+        useCadesLibrary(cadesLibraryUnderTest());
+        dir = makeTempDir("xlong");
+    }
+
+    json sign(const fs::path& file, const fs::path& output, const std::string& attachType, const std::string& tsp,
+              const std::string& serial = kIvanov, bool cosign = false) {
+        const json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(serial)},
+                           {"cades_type", "CadesXLongType1"}, {"tsp_url", tsp}, {"cosign", cosign}};
+        return client.requestJson({{"method", "sign"},
+                                   {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())},
+                                             {"sign_info", info}}}});
+    }
+    json verify(const fs::path& file) {
+        return client.requestJson({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
+    }
+    // openssl cms -verify, and openssl ts -verify of the signer's signature time-stamp over its
+    // signature value.
+    void judge(const fs::path& signature, const std::string& content, int signer = 0) {
+        std::string log;
+        EXPECT_EQ(openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
+                              " -out /dev/null" + (content.empty() ? "" : " -content " + q(content)),
+                          &log),
+                  0)
+            << log;
+        const std::string index = " " + std::to_string(signer);
+        ASSERT_EQ(cadesEvidence("sigvalue " + q(signature) + " " + q(dir / "value.bin") + index, &log), 0) << log;
+        ASSERT_EQ(cadesEvidence("attr " + q(signature) + " 1.2.840.113549.1.9.16.2.14 " + q(dir / "token.der") + index,
+                                &log),
+                  0)
+            << log;
+        EXPECT_EQ(openssl("ts -verify -token_in -in " + q(dir / "token.der") + " -data " + q(dir / "value.bin") +
+                              " -CAfile " + q(pki("pem/trusted.pem")) + " -untrusted " + q(pki("pem/tsa_gost.crt")),
+                          &log),
+                  0)
+            << log;
+    }
+    static void expectVerifiedWithTime(const json& answer, size_t signers) {
+        ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
+        ASSERT_EQ(answer["data"].size(), signers) << answer.dump();
+        for (const auto& signer : answer["data"]) {
+            EXPECT_TRUE(signer["Verifyed"].get<bool>()) << answer.dump();
+            EXPECT_FALSE(signer["SigningTime"].get<std::string>().empty()) << answer.dump();
+        }
+    }
+
+    ModuleClient client;
+    fs::path dir;
+};
+
+}  // namespace
+
+TEST_F(XLong, AttachedDetachedCosignedAndPades) {
+    const std::string tsa = LocalServices::instance().tsaUrl();
+    writeBytes(dir / "act.txt", "Акт сверки\n");
+    const json detached = sign(dir / "act.txt", dir / "act.txt", "Detached", tsa);
+    ASSERT_TRUE(detached["error"].is_null()) << detached.dump();
+    judge(dir / "act.txt.sgn", (dir / "act.txt").string());
+    expectVerifiedWithTime(verify(dir / "act.txt"), 1);
+
+    // Attached into another folder (a .sig beside its input would count as a detached signature).
+    writeBytes(dir / "letter.txt", "Письмо\n");
+    const fs::path out = makeTempDir("attached");
+    ASSERT_TRUE(sign(dir / "letter.txt", out / "letter.txt.sig", "Attached", tsa)["error"].is_null());
+    judge(out / "letter.txt.sig", "");
+    const json cosigned = sign(out / "letter.txt.sig", out / "letter.txt.p7s", "Attached", tsa, kPetrova, true);
+    ASSERT_TRUE(cosigned["error"].is_null()) << cosigned.dump();
+    judge(out / "letter.txt.p7s", "", 1);
+    judge(out / "letter.txt.p7s", "", 0);
+    expectVerifiedWithTime(verify(out / "letter.txt.p7s"), 2);
+    // The verifier recognised the long-term form.
+    const std::string log = readFile(tempHome() / ".Vesk/editor/VeskCryptoModule.log");
+    EXPECT_NE(log.find("Message is CADES_X_LONG_TYPE_1 message type"), std::string::npos);
+
+    // PAdES: the X-Long signature fits its 65536-byte reserve; qpdf and pdfsig accept the file.
+    makePdf(dir / "contract.pdf");
+    ASSERT_TRUE(sign(dir / "contract.pdf", dir / "signed.pdf", "PAdES", tsa)["error"].is_null());
+    EXPECT_EQ(runCommand("qpdf --check " + q(dir / "signed.pdf") + " >/dev/null 2>&1").exitCode, 0);
+    const std::string listing = runCommand("pdfsig " + q(dir / "signed.pdf") + " 2>&1").output;
+    EXPECT_NE(listing.find("Signature #1"), std::string::npos) << listing;
+    const std::string pdf = readFile(dir / "signed.pdf");
+    size_t a = 0, b = 0, c = 0, d = 0;
+    ASSERT_EQ(std::sscanf(pdf.c_str() + pdf.rfind("/ByteRange"), "/ByteRange [%zu %zu %zu %zu]", &a, &b, &c, &d), 4);
+    EXPECT_EQ(c - b, 2u * 65536 + 2);
+    std::string der;
+    for (size_t i = b + 1; i + 1 < c - 1; i += 2) der += static_cast<char>(std::stoi(pdf.substr(i, 2), nullptr, 16));
+    writeBytes(dir / "hole.der", der);
+    writeBytes(dir / "ranges.bin", pdf.substr(a, b) + pdf.substr(c, d));
+    // The hole is zero-padded after the DER signature; openssl reads the one DER value.
+    judge(dir / "hole.der", (dir / "ranges.bin").string());
+    expectVerifiedWithTime(verify(dir / "signed.pdf"), 1);
+}
+
+// Every failure is an error answer with nothing written, within the network bound.
+TEST_F(XLong, FailuresAnswerErrorsAndWriteNothing) {
+    LocalServices& services = LocalServices::instance();
+    const std::string unreachable = unreachableUrl();
+    const struct {
+        const char* what;
+        std::string tsa;
+        std::string ocsp;
+        const char* serial;
+    } cases[] = {
+        {"TSA unreachable", unreachable, "", kIvanov},
+        {"TSA garbage", services.tsaUrl("/garbage"), "", kIvanov},
+        {"TSA wrong imprint", services.tsaUrl("/wrong-imprint"), "", kIvanov},
+        {"TSA rejection", services.tsaUrl("/reject"), "", kIvanov},
+        {"OCSP unreachable", services.tsaUrl(), unreachable, kIvanov},
+        {"revoked", services.tsaUrl(), "", kRevokedUser},
+        {"not ASCII", services.tsaUrl("/метка"), "", kIvanov},
+        {"no address", "", "", kIvanov},
+    };
+    int n = 0;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::unique_ptr<LocalServices::OcspRedirect> redirect;
+        if (!c.ocsp.empty()) redirect = std::make_unique<LocalServices::OcspRedirect>(c.ocsp);
+        const fs::path text = dir / ("doc" + std::to_string(++n) + ".txt");
+        const fs::path pdf = dir / ("doc" + std::to_string(n) + ".pdf");
+        writeBytes(text, "текст");
+        makePdf(pdf);
+        const std::string pdfBefore = readFile(pdf);
+        // An unreachable service costs the whole bound (connection attempts are retried), so
+        // those cases run once, on the PDF.
+        const bool slow = c.tsa == unreachable || c.ocsp == unreachable;
+        for (const auto& [input, attach, output] : {std::tuple{text, "Detached", fs::path(text.string() + ".sgn")},
+                                                    std::tuple{text, "Attached", dir / "out" / "attached.sig"},
+                                                    std::tuple{pdf, "PAdES", dir / "signed.pdf"}}) {
+            SCOPED_TRACE(attach);
+            if (slow && std::string(attach) != "PAdES") continue;
+            // A PDF signing without any address keeps the answer hosts know: success, with a
+            // well-formed, unsigned PDF (FileSafety.FailedPadesSigningLeavesAWellFormedPdf).
+            if (c.tsa.empty() && std::string(attach) == "PAdES") continue;
+            const auto started = std::chrono::steady_clock::now();
+            const json answer = sign(input, output, attach, c.tsa, c.serial);
+            EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count(), 12.0);
+            EXPECT_TRUE(answer["data"].is_null()) << answer.dump();
+            EXPECT_FALSE(answer["error"].is_null()) << answer.dump();
+            EXPECT_FALSE(fs::exists(output));
+        }
+        EXPECT_EQ(readFile(text), "текст");
+        EXPECT_EQ(readFile(pdf), pdfBefore);
+    }
+}
