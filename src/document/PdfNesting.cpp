@@ -1,13 +1,17 @@
 #include "document/PdfNesting.h"
 
+#include "document/PdfStreamDecryption.h"
+
 #include <podofo/podofo.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Vesk::Crypto {
 namespace {
@@ -47,6 +51,25 @@ bool dictionaryMarksWithin(const char* data, size_t size, size_t limit) {
     return true;
 }
 
+// An object stream found in the file, checked once the whole file has been: in an encrypted file
+// its body is decrypted first, with a key that the trailer, found on the way, leads to.
+struct ObjectStream {
+    size_t body;
+    size_t size;
+    uint64_t number;
+    uint64_t generation;
+    bool flate;
+    bool otherCoding;
+};
+
+struct ObjectStart {
+    uint64_t number;
+    uint64_t generation;
+    size_t offset;
+};
+
+constexpr size_t kNone = static_cast<size_t>(-1);
+
 class NestingScan {
 public:
     // `inObjectStream`: the data is a decoded object stream, which holds no streams of its own for
@@ -75,6 +98,7 @@ public:
                     break;
                 case '>':
                     if (at(pos_ + 1) == '>') {
+                        if (depth_ == 1) endTopDictionary();
                         close();
                         pos_ += 2;
                     } else {
@@ -101,6 +125,28 @@ public:
             }
         }
         return true;
+    }
+
+    const std::vector<ObjectStream>& objectStreams() const { return objectStreams_; }
+    // The offset of the last trailer dictionary (or cross-reference stream dictionary) with an
+    // /Encrypt key; kNone in a file that is not encrypted.
+    size_t encryptingTrailer() const { return encryptingTrailer_; }
+    std::optional<size_t> objectAt(uint64_t number, uint64_t generation) const {
+        for (auto start = objects_.rbegin(); start != objects_.rend(); ++start)
+            if (start->number == number && start->generation == generation) return start->offset;
+        return std::nullopt;
+    }
+
+    // An object stream is checked like the file, on its decoded body. One coded other than by plain
+    // Flate (the coding every writer uses for them) cannot be checked here and is refused.
+    static bool objectStreamWithin(const char* body, size_t size, bool flate, bool otherCoding, size_t limit) {
+        if (otherCoding) return false;
+        std::string decoded;
+        if (flate && !inflate(body, size, decoded)) return false;
+        const char* data = flate ? decoded.data() : body;
+        const size_t length = flate ? decoded.size() : size;
+        return dictionaryMarksWithin(data, length, limit + kDictionaryMarkMargin) &&
+               NestingScan(data, length, limit, true).run();
     }
 
 private:
@@ -158,6 +204,8 @@ private:
         pos_ = tokenEnd(pos_);
         const std::string_view name(data_ + start, pos_ - start);
         if (depth_ > 0) noteStreamKey(name);
+        if (depth_ == 1 && name == "Encrypt") topHasEncrypt_ = true;
+        if (depth_ == 1 && name == "XRef") topIsCrossReference_ = true;
         if (name != "Length") return;
         const size_t number = skipWhite(pos_);
         const size_t numberEnd = digitsEnd(number);
@@ -177,10 +225,37 @@ private:
     bool readKeyword() {
         const size_t start = pos_;
         pos_ = tokenEnd(pos_);
-        if (std::string_view(data_ + start, pos_ - start) != "stream") return true;
+        const std::string_view token(data_ + start, pos_ - start);
+        if (depth_ == 0 && !inObjectStream_) noteTopLevelToken(token, start);
+        if (token != "stream") return true;
         const size_t body = std::min(bodyStart(), size_);
         skipStreamBody(body);
-        return inObjectStream_ || !objectStream_ || objectStreamWithin(data_ + body, std::min(pos_, size_) - body);
+        if (!inObjectStream_ && objectStream_)
+            objectStreams_.push_back(
+                {body, std::min(pos_, size_) - body, current_.number, current_.generation, flate_, otherCoding_});
+        return true;
+    }
+
+    // "N G obj" starts an object: its number and generation make the key of its encrypted stream.
+    void noteTopLevelToken(std::string_view token, size_t start) {
+        if (!token.empty() && token.size() <= 10 &&
+            std::all_of(token.begin(), token.end(), [](char c) { return isDigit(c); })) {
+            numbers_[0] = numbers_[1];
+            numbers_[1] = {std::stoull(std::string(token)), 0, start};
+            ++numberCount_;
+            return;
+        }
+        if (token == "obj" && numberCount_ >= 2) {
+            current_ = {numbers_[0].number, numbers_[1].number, numbers_[0].offset};
+            objects_.push_back(current_);
+        }
+        afterTrailer_ = token == "trailer";
+        numberCount_ = 0;
+    }
+
+    void endTopDictionary() {
+        if (!inObjectStream_ && topHasEncrypt_ && (topAfterTrailer_ || topIsCrossReference_))
+            encryptingTrailer_ = topStart_;
     }
 
     size_t bodyStart() const {
@@ -209,6 +284,11 @@ private:
     // of the file: the keys of each top-level dictionary tell whether the stream after it is one,
     // and how it is coded.
     void startStreamDictionary() {
+        topStart_ = pos_;
+        topAfterTrailer_ = afterTrailer_;
+        afterTrailer_ = false;
+        topHasEncrypt_ = false;
+        topIsCrossReference_ = false;
         objectStream_ = false;
         flate_ = false;
         otherCoding_ = false;
@@ -223,18 +303,6 @@ private:
                    name == "LZW" || name == "RL" || name == "CCF" || name == "DCT") {
             otherCoding_ = true;
         }
-    }
-
-    // An object stream is checked like the file, on its decoded body. One coded other than by plain
-    // Flate (the coding every writer uses for them) cannot be checked here and is refused.
-    bool objectStreamWithin(const char* body, size_t size) const {
-        if (otherCoding_) return false;
-        std::string decoded;
-        if (flate_ && !inflate(body, size, decoded)) return false;
-        const char* data = flate_ ? decoded.data() : body;
-        const size_t length = flate_ ? decoded.size() : size;
-        return dictionaryMarksWithin(data, length, limit_ + kDictionaryMarkMargin) &&
-               NestingScan(data, length, limit_, true).run();
     }
 
     static bool inflate(const char* body, size_t size, std::string& decoded) {
@@ -275,13 +343,49 @@ private:
     bool objectStream_ = false;
     bool flate_ = false;
     bool otherCoding_ = false;
+    std::vector<ObjectStream> objectStreams_;
+    std::vector<ObjectStart> objects_;
+    ObjectStart numbers_[2] = {};
+    size_t numberCount_ = 0;
+    ObjectStart current_ = {};
+    bool afterTrailer_ = false;
+    size_t topStart_ = 0;
+    bool topAfterTrailer_ = false;
+    bool topHasEncrypt_ = false;
+    bool topIsCrossReference_ = false;
+    size_t encryptingTrailer_ = kNone;
 };
 
 }  // namespace
 
 bool pdfNestingWithin(const char* data, size_t size, size_t limit) {
     if (data == nullptr) return true;
-    return dictionaryMarksWithin(data, size, limit + kDictionaryMarkMargin) && NestingScan(data, size, limit).run();
+    if (!dictionaryMarksWithin(data, size, limit + kDictionaryMarkMargin)) return false;
+    NestingScan scan(data, size, limit);
+    if (!scan.run()) return false;
+    if (scan.objectStreams().empty()) return true;
+
+    // The file's own objects passed: PoDoFo may now read its trailer and encryption dictionary.
+    std::unique_ptr<PdfStreamDecryption> decryption;
+    if (scan.encryptingTrailer() != kNone) {
+        decryption = PdfStreamDecryption::open(data, size, scan.encryptingTrailer(),
+                                               [&scan](uint64_t number, uint64_t generation) {
+                                                   return scan.objectAt(number, generation);
+                                               });
+        if (!decryption) return false;
+    }
+    std::string plain;
+    for (const ObjectStream& stream : scan.objectStreams()) {
+        const char* body = data + stream.body;
+        size_t length = stream.size;
+        if (decryption) {
+            if (!decryption->decrypt(body, length, stream.number, stream.generation, plain)) return false;
+            body = plain.data();
+            length = plain.size();
+        }
+        if (!NestingScan::objectStreamWithin(body, length, stream.flate, stream.otherCoding, limit)) return false;
+    }
+    return true;
 }
 
 }  // namespace Vesk::Crypto

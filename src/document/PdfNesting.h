@@ -16,7 +16,9 @@ inline constexpr std::size_t kMaxPdfNesting = 256;
 // contents of strings, comments and stream bodies are skipped; a stream body is found by its
 // direct /Length when "endstream" follows it, else by searching "endstream". The body of an object
 // stream (/Type /ObjStm, or a /First key) is decoded and checked the same way; one coded other
-// than by plain Flate, or that does not decode, fails the check. Besides, "<<" and ">>" counted
+// than by plain Flate, or that does not decode, fails the check. In an encrypted file the object
+// streams are decrypted first, with the empty user password; a file whose encryption is unknown
+// or needs a password, and that has object streams, fails the check. Besides, "<<" and ">>" counted
 // over every byte (of the file and of each decoded object stream), skipping nothing, may not nest
 // deeper than `limit` + 128: PoDoFo parses objects wherever the cross-reference data points.
 bool pdfNestingWithin(const char* data, std::size_t size, std::size_t limit = kMaxPdfNesting);

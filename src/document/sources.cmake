@@ -11,6 +11,7 @@ target_sources(vesk_core PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureFields.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureProbe.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStampCanvas.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfStreamDecryption.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfUpdateStart.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfWatermark.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Win1251Encoding.cpp

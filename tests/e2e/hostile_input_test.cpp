@@ -290,6 +290,41 @@ open(out, "wb").write(b"".join(parts))
     }
 }
 
+// In a PDF encrypted with the empty user password the object streams are encrypted too: they are
+// decrypted with the document's key and checked like any other. qpdf, which writes the files, keeps
+// at most 499 levels; 450 are beyond the limit, 100 within it.
+TEST_F(Hostile, DeepObjectInAnEncryptedObjectStreamIsRefused) {
+    const auto encrypted = [&](int levels, const std::string& encryption) {
+        std::string opening, closing;
+        for (int i = 0; i < levels; ++i) opening += "<< /A ", closing += " >>";
+        const std::string deep = "/Deep " + opening + "1" + closing;
+        const fs::path plain = pdfWithPageEntries("plain" + std::to_string(levels), deep);
+        const fs::path out = dir / ("encrypted" + std::to_string(levels) + ".pdf");
+        const auto made = runCommand("qpdf --object-streams=generate --encrypt '' owner " + encryption + " -- " +
+                                     q(plain) + " " + q(out) + " 2>&1");
+        EXPECT_EQ(made.exitCode, 0) << made.output;
+        // The page, and its nesting, are only inside an encrypted object stream.
+        EXPECT_EQ(readFile(out).find("/Deep"), std::string::npos);
+        EXPECT_NE(runCommand("qpdf --show-xref " + q(out)).output.find("compressed"), std::string::npos);
+        return out;
+    };
+    const json loadError = errorAnswer("tr{Error on load file:} ePdfError_BrokenFile");
+    for (const std::string encryption : {"128 --use-aes=y", "256"}) {
+        SCOPED_TRACE(encryption);
+        const fs::path deep = encrypted(450, encryption);
+        EXPECT_EQ(verify(deep), errorAnswer("tr{This PDF file does not contain a signature.}"));
+        EXPECT_EQ(sign(deep, dir / "signed.pdf", kPetrova, "PAdES"), loadError);
+        EXPECT_FALSE(fs::exists(dir / "signed.pdf"));
+
+        const fs::path fine = encrypted(100, encryption);
+        const json answer = sign(fine, dir / "fine-signed.pdf", kPetrova, "PAdES");
+        EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
+        EXPECT_EQ(verify(dir / "fine-signed.pdf")["data"][0]["SerialNumber"], kPetrova);
+        EXPECT_EQ(runCommand("qpdf --check " + q(dir / "fine-signed.pdf") + " >/dev/null 2>&1").exitCode, 0);
+        fs::remove(dir / "fine-signed.pdf");
+    }
+}
+
 // A page tree whose /Count claims 2147483647 pages: stamping "every page" ran without end.
 TEST_F(Hostile, PageCountTheTreeDoesNotHoldIsRefused) {
     const fs::path pdf = editedPdf("count", [](std::string& text) {
