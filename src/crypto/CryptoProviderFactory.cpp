@@ -1,6 +1,5 @@
 #include "crypto/CryptoProviderFactory.h"
 
-#include "common/Answer.h"
 #include "cryptopro/CpCertificateStorage.h"
 #include "cryptopro/CpExtract.h"
 #include "cryptopro/CpSigner.h"
@@ -46,6 +45,5 @@ std::vector<CryptoProvider> CryptoProviderFactory::getAvaibleCryptoproviderList(
     return providers;
 }
 
-std::string getProviderList() { return makeAnswer(CryptoProviderFactory::getAvaibleCryptoproviderList(), nullptr); }
 
 }  // namespace Vesk::Crypto

@@ -2,10 +2,10 @@
 // Turns a provider value into the back-end objects that serve it. Only the CryptoPro provider
 // has a back-end, and only while its library is loaded; every other request gets null.
 
-#include "crypto/ICertificateStorage.h"
-#include "crypto/IExtract.h"
-#include "crypto/ISign.h"
-#include "crypto/IVerify.h"
+#include "model/ICertificateStorage.h"
+#include "model/IExtract.h"
+#include "model/ISign.h"
+#include "model/IVerify.h"
 #include "model/Enums.h"
 
 #include <memory>
@@ -27,8 +27,5 @@ public:
     // CryptoPro while its library is loaded, then Native, always.
     static std::vector<CryptoProvider> getAvaibleCryptoproviderList();  // compat: hosts use this spelling
 };
-
-// The answer of "get_providers".
-std::string getProviderList();
 
 }  // namespace Vesk::Crypto

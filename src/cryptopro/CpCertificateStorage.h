@@ -2,7 +2,7 @@
 // The user's personal certificate store of the CAdES library, read once into a list keyed by
 // serial-number text.
 
-#include "crypto/ICertificateStorage.h"
+#include "model/ICertificateStorage.h"
 #include "cryptopro/CadesHandle.h"
 #include "cryptopro/CpCertStoreHandler.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 // Takes the signed content out of an attached signature message through the CAdES library.
 
-#include "crypto/IExtract.h"
+#include "model/IExtract.h"
 
 namespace Vesk::Crypto::CryptoPro {
 

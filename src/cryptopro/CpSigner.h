@@ -2,7 +2,7 @@
 // Makes CAdES signatures and co-signatures through the CAdES library with a certificate of
 // the user's personal store.
 
-#include "crypto/ISign.h"
+#include "model/ISign.h"
 #include "cades/CadesAbi.h"
 #include "cryptopro/CpCertificateStorage.h"
 

@@ -2,7 +2,7 @@
 // Checks attached and detached CAdES signatures through the CAdES library and reports one
 // SignInfo per signer, with its signing time.
 
-#include "crypto/IVerify.h"
+#include "model/IVerify.h"
 #include "cades/CadesAbi.h"
 
 #include <vector>

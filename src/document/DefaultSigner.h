@@ -1,6 +1,6 @@
 #pragma once
 
-#include "crypto/ISign.h"
+#include "model/ISign.h"
 #include "document/IDocumentSignType.h"
 
 #include <memory>

@@ -2,7 +2,6 @@
 
 #include "common/FileTools.h"
 #include "common/Logging.h"
-#include "crypto/CryptoProviderFactory.h"
 #include "document/PdfIncrementalUpdate.h"
 #include "document/PdfLoading.h"
 #include "document/PdfPages.h"
@@ -107,8 +106,8 @@ bool permitted(const std::string& refusal, const RequestApiResultPtr& result) {
 }
 
 // Co-signing goes on only when every signature already in the file is valid; the refusal, if any.
-RequestApiResultPtr checkExistingSignatures(const SignOptions& options, RequestApiResultPtr result) {
-    const auto verifier = CryptoProviderFactory::getVerifycator(options.provider);
+RequestApiResultPtr checkExistingSignatures(const std::shared_ptr<IVerify>& verifier, const SignOptions& options,
+                                            RequestApiResultPtr result) {
     const VerifySignResultPtr verified = verifier ? PdfSignVerifycator(verifier).verify(options.file) : nullptr;
     if (!verified) return fail(result, "tr{PAdESTypeSigner::sign verifyAttachedSign result is null}");
     if (!verified->signers) return fail(result, "tr{PAdESTypeSigner::sign verifyAttachedSign signInfoList is null}");
@@ -137,7 +136,8 @@ void setFormFlags(PdfAcroForm& form) {
 
 }  // namespace
 
-PAdESTypeSigner::PAdESTypeSigner(std::shared_ptr<ISign> signer) : signer_(std::move(signer)) {}
+PAdESTypeSigner::PAdESTypeSigner(std::shared_ptr<ISign> signer, std::shared_ptr<IVerify> verifier)
+    : signer_(std::move(signer)), verifier_(std::move(verifier)) {}
 
 RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSignOptions& internal) {
     VLOG_VERBOSE << "[M] PAdESTypeSigner::sign";
@@ -148,7 +148,7 @@ RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSi
         if (!fstools::isRegularFile(options.file)) return fail(result, "tr{Файл не существет!}");
         if (const auto key = nonUtf8PdfText(options, true); !key.empty()) return fail(result, nonUtf8Message(key));
         if (options.cosign && !options.cosign_force) {
-            if (auto refusal = checkExistingSignatures(options, result)) return refusal;
+            if (auto refusal = checkExistingSignatures(verifier_, options, result)) return refusal;
         }
 
         // Loaded for an incremental update: earlier revisions and their signatures stay as they are.

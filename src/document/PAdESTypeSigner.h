@@ -2,7 +2,8 @@
 // Signs a PDF in place of a signature file: an incremental update adds a signature field whose
 // dictionary holds a detached CAdES signature of the rest of the file.
 
-#include "crypto/ISign.h"
+#include "model/ISign.h"
+#include "model/IVerify.h"
 #include "document/IDocumentSignType.h"
 #include "document/PdfSignatureFields.h"
 
@@ -15,7 +16,9 @@ namespace Vesk::Crypto {
 
 class PAdESTypeSigner : public IDocumentSignType {
 public:
-    explicit PAdESTypeSigner(std::shared_ptr<ISign> signer);
+    // The verifier checks the signatures already in a PDF before a co-signing; without one a
+    // co-signing is refused.
+    explicit PAdESTypeSigner(std::shared_ptr<ISign> signer, std::shared_ptr<IVerify> verifier = nullptr);
     ~PAdESTypeSigner() override = default;
 
     // Signs options.file into options.output_file; co-signs (options.cosign) only when every
@@ -38,6 +41,7 @@ public:
 
 private:
     std::shared_ptr<ISign> signer_;
+    std::shared_ptr<IVerify> verifier_;
 };
 
 }  // namespace Vesk::Crypto

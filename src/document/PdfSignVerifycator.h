@@ -1,6 +1,6 @@
 #pragma once
 
-#include "crypto/IVerify.h"
+#include "model/IVerify.h"
 #include "document/IFileVerifycator.h"
 
 #include <memory>

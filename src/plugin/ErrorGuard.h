@@ -4,7 +4,7 @@
 // process: a request gets an error answer in three tiers (the JSON library's exceptions,
 // other standard exceptions, anything else), any other entry point its fallback value.
 
-#include "common/Answer.h"
+#include "plugin/Answer.h"
 #include "common/Logging.h"
 
 #include <nlohmann/json.hpp>

@@ -2,7 +2,7 @@
 // What a request parser does with an exception its work lets out. Each parser keeps the policy
 // hosts already know from it; the three policies live here only.
 
-#include "common/Answer.h"
+#include "plugin/Answer.h"
 #include "common/Logging.h"
 
 #include <nlohmann/json.hpp>

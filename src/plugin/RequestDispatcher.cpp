@@ -1,6 +1,6 @@
 #include "plugin/RequestDispatcher.h"
 
-#include "common/Answer.h"
+#include "plugin/Answer.h"
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
 #include "plugin/BoundedJson.h"

@@ -19,7 +19,9 @@ namespace {
 
 RequestApiResultPtr signPdf(const SignOptions& options) {
     InternalSignOptions internal;
-    return PAdESTypeSigner(CryptoProviderFactory::getSigner(CryptoProvider::CryptoPro)).sign(options, internal);
+    return PAdESTypeSigner(CryptoProviderFactory::getSigner(CryptoProvider::CryptoPro),
+                           CryptoProviderFactory::getVerifycator(CryptoProvider::CryptoPro))
+        .sign(options, internal);
 }
 
 std::string firstError(const RequestApiResultPtr& result) {

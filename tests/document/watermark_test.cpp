@@ -35,7 +35,9 @@ SignOptions stampOptions(const fs::path& in, const fs::path& out, int page, std:
 
 RequestApiResultPtr signPdf(const SignOptions& options) {
     InternalSignOptions internal;
-    return PAdESTypeSigner(CryptoProviderFactory::getSigner(CryptoProvider::CryptoPro)).sign(options, internal);
+    return PAdESTypeSigner(CryptoProviderFactory::getSigner(CryptoProvider::CryptoPro),
+                           CryptoProviderFactory::getVerifycator(CryptoProvider::CryptoPro))
+        .sign(options, internal);
 }
 
 bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }

@@ -2,9 +2,9 @@
 // and get_file_on_base64 writes its answer around the base64 text. Both must give exactly the
 // answers (and files) of the plain JSON path, for every request, including awkward ones.
 
-#include "common/Answer.h"
+#include "plugin/Answer.h"
 #include "common/Base64.h"
-#include "common/FileRequests.h"
+#include "plugin/FileRequests.h"
 #include "plugin/RequestDispatcher.h"
 #include "plugin/RequestSkeleton.h"
 

@@ -9,5 +9,7 @@ namespace Vesk::Crypto {
 
 std::string getCertificateList(CryptoProvider provider);
 std::string findCertificate(const std::string& text, CryptoProvider provider);
+// The answer of "get_providers".
+std::string getProviderList();
 
 }  // namespace Vesk::Crypto

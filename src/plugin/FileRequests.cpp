@@ -1,6 +1,6 @@
-#include "common/FileRequests.h"
+#include "plugin/FileRequests.h"
 
-#include "common/Answer.h"
+#include "plugin/Answer.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
 

@@ -1,6 +1,6 @@
-#include "crypto/SignOperations.h"
+#include "plugin/SignOperations.h"
 
-#include "common/Answer.h"
+#include "plugin/Answer.h"
 #include "common/Base64.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
@@ -123,7 +123,7 @@ std::string signFile(SignOptions& options, InternalSignOptions& internal) {
         if (!isPdf(options.file)) {
             result = DefaultSigner(signer).sign(options, internal);
         } else if (options.attach_type == SignAttachType::PAdES) {
-            result = PAdESTypeSigner(signer).sign(options, internal);
+            result = PAdESTypeSigner(signer, CryptoProviderFactory::getVerifycator(options.provider)).sign(options, internal);
         } else if (options.attach_type == SignAttachType::Attached || options.attach_type == SignAttachType::Detached) {
             result = signStampedPdf(signer, options, internal);
         } else {
@@ -173,7 +173,7 @@ std::string cosignFile(SignOptions& options, InternalSignOptions& internal) {
         if (options.attach_type == SignAttachType::Attached || options.attach_type == SignAttachType::Detached) {
             result = DefaultSigner(signer).sign(options, internal);
         } else if (options.attach_type == SignAttachType::PAdES) {
-            result = PAdESTypeSigner(signer).sign(options, internal);
+            result = PAdESTypeSigner(signer, CryptoProviderFactory::getVerifycator(options.provider)).sign(options, internal);
         } else {
             VLOG_ERROR << "Формат для создания соподписи не определен!";
             return refusal("{Формат для создания соподписи не определен!}");

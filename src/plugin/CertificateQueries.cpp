@@ -1,6 +1,6 @@
-#include "crypto/CertificateQueries.h"
+#include "plugin/CertificateQueries.h"
 
-#include "common/Answer.h"
+#include "plugin/Answer.h"
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
 
@@ -41,5 +41,7 @@ std::string findCertificate(const std::string& text, CryptoProvider provider) {
     return answerCertificates(provider,
                               [&text](ICertificateStorage& storage) { return storage.findCertificateByString(text); });
 }
+
+std::string getProviderList() { return makeAnswer(CryptoProviderFactory::getAvaibleCryptoproviderList(), nullptr); }
 
 }  // namespace Vesk::Crypto

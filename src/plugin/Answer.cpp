@@ -1,4 +1,4 @@
-#include "common/Answer.h"
+#include "plugin/Answer.h"
 
 namespace Vesk::Crypto {
 

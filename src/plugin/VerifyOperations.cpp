@@ -1,6 +1,6 @@
-#include "crypto/VerifyOperations.h"
+#include "plugin/VerifyOperations.h"
 
-#include "common/Answer.h"
+#include "plugin/Answer.h"
 #include "common/Base64.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
