@@ -54,24 +54,42 @@ std::vector<PdfPage*> selectedPages(PdfMemDocument& document, int selector) {
     return pages;
 }
 
-// Runs a step that draws or adds fields; its failure becomes the one watermark message.
+// The texts of one kind of PDF step's failure: "tr{CONTEXT:} what" for PoDoFo's and standard
+// errors; anything else gets the unknown texts, or passes on when there are none.
+struct PdfStepTexts {
+    const char* context;
+    const char* unknownLog;
+    const char* unknownMessage;
+};
+constexpr PdfStepTexts kWatermarkStep{"Error on create watermark", "Error create watermark!",
+                                      "tr{Unknown error on create watermark}"};
+constexpr PdfStepTexts kLoadStep{"Error on load file", nullptr, nullptr};
+constexpr PdfStepTexts kSignStep{"Error on sign file", "Unknown error on sign file", "tr{Unknown error on sign file}"};
+
+// Runs one step of PoDoFo work; false after its failure has become the result's one message.
 template <typename Step>
-bool runWatermarkStep(const RequestApiResultPtr& result, Step&& step) {
+bool runPdfStep(const RequestApiResultPtr& result, const PdfStepTexts& texts, Step&& step) {
     try {
         step();
         return true;
     } catch (const PdfError& error) {
-        VLOG_ERROR << "Error on create watermark: '" << PdfError::ErrorName(error.GetError()) << "' message: '"
+        VLOG_ERROR << texts.context << ": '" << PdfError::ErrorName(error.GetError()) << "' message: '"
                    << PdfError::ErrorMessage(error.GetError()) << "'";
-        fail(result, std::string("tr{Error on create watermark:} ") + error.what());
+        fail(result, std::string("tr{") + texts.context + ":} " + error.what());
     } catch (const std::exception& error) {
-        VLOG_ERROR << "Error on create watermark: " << error.what();
-        fail(result, std::string("tr{Error on create watermark:} ") + error.what());
+        VLOG_ERROR << texts.context << ": " << error.what();
+        fail(result, std::string("tr{") + texts.context + ":} " + error.what());
     } catch (...) {
-        VLOG_ERROR << "Error create watermark!";
-        fail(result, "tr{Unknown error on create watermark}");
+        if (texts.unknownLog == nullptr) throw;
+        VLOG_ERROR << texts.unknownLog;
+        fail(result, texts.unknownMessage);
     }
     return false;
+}
+
+template <typename Step>
+bool runWatermarkStep(const RequestApiResultPtr& result, Step&& step) {
+    return runPdfStep(result, kWatermarkStep, std::forward<Step>(step));
 }
 
 // Loads the bytes for an incremental update; null after a failure, which becomes the one load
@@ -79,22 +97,18 @@ bool runWatermarkStep(const RequestApiResultPtr& result, Step&& step) {
 // not hold is such a failure: the stamp loops over the pages that count promises.
 std::unique_ptr<PdfIncrementalUpdate> openForUpdate(PdfMemDocument& document, const std::vector<char>& pdf,
                                                     const RequestApiResultPtr& result) {
-    try {
-        auto update = std::make_unique<PdfIncrementalUpdate>(document, pdf);
-        checkedPageCount(document);
-        return update;
-    } catch (const PdfUpdateRefused& refusal) {
-        VLOG_ERROR << "Cannot update the PDF: " << refusal.what();
-        fail(result, refusal.what());
-    } catch (const PdfError& error) {
-        VLOG_ERROR << "Error on load file: '" << PdfError::ErrorName(error.GetError()) << "' message: '"
-                   << PdfError::ErrorMessage(error.GetError()) << "'";
-        fail(result, std::string("tr{Error on load file:} ") + error.what());
-    } catch (const std::exception& error) {
-        VLOG_ERROR << "Error on load file: " << error.what();
-        fail(result, std::string("tr{Error on load file:} ") + error.what());
-    }
-    return nullptr;
+    std::unique_ptr<PdfIncrementalUpdate> update;
+    runPdfStep(result, kLoadStep, [&] {
+        try {
+            auto opened = std::make_unique<PdfIncrementalUpdate>(document, pdf);
+            checkedPageCount(document);
+            update = std::move(opened);
+        } catch (const PdfUpdateRefused& refusal) {
+            VLOG_ERROR << "Cannot update the PDF: " << refusal.what();
+            fail(result, refusal.what());
+        }
+    });
+    return update;
 }
 
 // A permission the document's encryption withholds; false after the refusal is recorded.
@@ -142,104 +156,99 @@ PAdESTypeSigner::PAdESTypeSigner(std::shared_ptr<ISign> signer, std::shared_ptr<
 RequestApiResultPtr PAdESTypeSigner::sign(const SignOptions& options, InternalSignOptions& internal) {
     VLOG_VERBOSE << "[M] PAdESTypeSigner::sign";
     auto result = std::make_shared<RequestApiResult>();
-    try {
-        // Only a regular file is a document: a FIFO, a device or a folder is answered as missing.
-        // compat: hosts translate this key spelt so
-        if (!fstools::isRegularFile(options.file)) return fail(result, "tr{Файл не существет!}");
-        if (const auto key = nonUtf8PdfText(options, true); !key.empty()) return fail(result, nonUtf8Message(key));
-        if (options.cosign && !options.cosign_force) {
-            if (auto refusal = checkExistingSignatures(verifier_, options, result)) return refusal;
-        }
+    RequestApiResultPtr signedResult;
+    if (!runPdfStep(result, kSignStep, [&] { signedResult = signUnguarded(options, internal, result); })) return result;
+    return signedResult;
+}
 
-        // Loaded for an incremental update: earlier revisions and their signatures stay as they are.
-        std::vector<char> pdf;
-        fstools::readFileToVector(options.file, pdf);
-        VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
-        startUpdateOnNewLine(pdf);
-        PdfMemDocument document;
-        const auto update = openForUpdate(document, pdf, result);
-        if (!update || !permitted(update->refusalToSign(), result)) return result;
-        if (watermarkRequested(options) && !permitted(update->refusalToStamp(), result)) return result;
-
-        PdfRefCountedBuffer buffer;
-        PdfOutputDevice output(&buffer);
-        PdfSignOutputDevice signDevice(&output);
-        signDevice.SetSignatureSize(options.cades_type == CadesType::CadesXLongType1 ? kLongSignatureSize
-                                                                                    : kSignatureSize);
-        if (document.GetPageCount() == 0) return fail(result, noPagesMessage(options.file));
-
-        const bool fieldAdded = runWatermarkStep(result, [&] {
-            PdfAcroForm* form = document.GetAcroForm(true, ePdfAcroFormDefaultAppearance_BlackText12pt);
-            if (form == nullptr)
-                VLOG_ERROR << "Error, AcroForm is null";
-            else
-                setFormFlags(*form);
-
-            if (!watermarkRequested(options)) {
-                addSignatureField(document, document.GetPage(0), PdfRect(0, 0, 0, 0), signDevice, options);
-                return;
-            }
-            // A stamp on every page still makes one signature: the field goes with the first
-            // stamp, since each further field would reserve a second signature hole.
-            const auto pages = selectedPages(document, options.watermark.page);
-            for (size_t i = 0; i < pages.size(); ++i)
-                drawWatermark(pages[i], document, i == 0 ? &signDevice : nullptr, options);
-        });
-        if (!fieldAdded) return result;
-
-        update->write(signDevice);
-        if (document.GetPageCount() == 0) {
-            VLOG_ERROR << "No page found after document signed";
-            return fail(result, "tr{No page found after document signed}");
-        }
-        if (!signDevice.HasSignaturePosition()) {
-            VLOG_ERROR << "Cannot find signature position in document data";
-            return fail(result, "tr{Cannot find signature position in document data}");
-        }
-
-        signDevice.AdjustByteRange();
-        signDevice.Seek(0);
-        std::vector<unsigned char> signedBytes;
-        std::vector<char> chunk(kReadChunk);
-        for (size_t read; (read = signDevice.ReadForSignature(chunk.data(), chunk.size())) > 0;)
-            signedBytes.insert(signedBytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(read));
-        VLOG_DEBUG << "Read for sign: " << signedBytes.size() << " bytes.";
-
-        std::vector<unsigned char> signature;
-        const RequestApiResultPtr signing = signer_->signMessage(signedBytes, signature, options, internal);
-        VLOG_DEBUG << "Created detached sign size: " << signature.size();
-        // compat: otherwise the signer's own result is not consulted. A time-stamp or revocation
-        // service the request named that failed is the exception: an X-Long signature the user asked
-        // for cannot be made, so nothing is written and the library's message is the answer.
-        if (signature.empty() && options.cades_type == CadesType::CadesXLongType1 && !options.tsp_url.empty())
-            return fail(result, signing && !signing->errors.empty() ? signing->errors.front()
-                                                                    : "tr{Error on sign file:} no signature");
-        // Written in every case: an empty signature fills the hole with hex zeros, so the PDF stays
-        // well-formed (and simply unverified) instead of keeping PoDoFo's placeholder.
-        signDevice.SetSignature(PdfData(reinterpret_cast<const char*>(signature.data()), signature.size()));
-        signDevice.Flush();
-
-        const std::vector<char> signedPdf(buffer.GetBuffer(), buffer.GetBuffer() + signDevice.GetLength());
-        // compat: the running result is still the fresh one here, so only save_with_errors lets
-        // the file be written; success is reported either way.
-        if (result->success || options.save_with_errors) {
-            if (!fstools::saveVectorToFile(options.output_file, signedPdf))
-                return fail(result, "tr{Не удалось сохранить файл}");
-        }
-        result->success = true;
-        result->errors.clear();
-        return result;
-    } catch (const PdfError& error) {
-        VLOG_ERROR << "Error on sign file: '" << PdfError::ErrorName(error.GetError()) << "' message: '"
-                   << PdfError::ErrorMessage(error.GetError()) << "'";
-        return fail(result, std::string("tr{Error on sign file:} ") + error.what());
-    } catch (const std::exception& error) {
-        VLOG_ERROR << "Error on sign file: " << error.what();
-        return fail(result, std::string("tr{Error on sign file:} ") + error.what());
-    } catch (...) {
-        VLOG_ERROR << "Unknown error on sign file";
-        return fail(result, "tr{Unknown error on sign file}");
+RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, InternalSignOptions& internal,
+                                                   RequestApiResultPtr result) {
+    // Only a regular file is a document: a FIFO, a device or a folder is answered as missing.
+    // compat: hosts translate this key spelt so
+    if (!fstools::isRegularFile(options.file)) return fail(result, "tr{Файл не существет!}");
+    if (const auto key = nonUtf8PdfText(options, true); !key.empty()) return fail(result, nonUtf8Message(key));
+    if (options.cosign && !options.cosign_force) {
+        if (auto refusal = checkExistingSignatures(verifier_, options, result)) return refusal;
     }
+
+    // Loaded for an incremental update: earlier revisions and their signatures stay as they are.
+    std::vector<char> pdf;
+    fstools::readFileToVector(options.file, pdf);
+    VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
+    startUpdateOnNewLine(pdf);
+    PdfMemDocument document;
+    const auto update = openForUpdate(document, pdf, result);
+    if (!update || !permitted(update->refusalToSign(), result)) return result;
+    if (watermarkRequested(options) && !permitted(update->refusalToStamp(), result)) return result;
+
+    PdfRefCountedBuffer buffer;
+    PdfOutputDevice output(&buffer);
+    PdfSignOutputDevice signDevice(&output);
+    signDevice.SetSignatureSize(options.cades_type == CadesType::CadesXLongType1 ? kLongSignatureSize
+                                                                                : kSignatureSize);
+    if (document.GetPageCount() == 0) return fail(result, noPagesMessage(options.file));
+
+    const bool fieldAdded = runWatermarkStep(result, [&] {
+        PdfAcroForm* form = document.GetAcroForm(true, ePdfAcroFormDefaultAppearance_BlackText12pt);
+        if (form == nullptr)
+            VLOG_ERROR << "Error, AcroForm is null";
+        else
+            setFormFlags(*form);
+
+        if (!watermarkRequested(options)) {
+            addSignatureField(document, document.GetPage(0), PdfRect(0, 0, 0, 0), signDevice, options);
+            return;
+        }
+        // A stamp on every page still makes one signature: the field goes with the first
+        // stamp, since each further field would reserve a second signature hole.
+        const auto pages = selectedPages(document, options.watermark.page);
+        for (size_t i = 0; i < pages.size(); ++i)
+            drawWatermark(pages[i], document, i == 0 ? &signDevice : nullptr, options);
+    });
+    if (!fieldAdded) return result;
+
+    update->write(signDevice);
+    if (document.GetPageCount() == 0) {
+        VLOG_ERROR << "No page found after document signed";
+        return fail(result, "tr{No page found after document signed}");
+    }
+    if (!signDevice.HasSignaturePosition()) {
+        VLOG_ERROR << "Cannot find signature position in document data";
+        return fail(result, "tr{Cannot find signature position in document data}");
+    }
+
+    signDevice.AdjustByteRange();
+    signDevice.Seek(0);
+    std::vector<unsigned char> signedBytes;
+    std::vector<char> chunk(kReadChunk);
+    for (size_t read; (read = signDevice.ReadForSignature(chunk.data(), chunk.size())) > 0;)
+        signedBytes.insert(signedBytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(read));
+    VLOG_DEBUG << "Read for sign: " << signedBytes.size() << " bytes.";
+
+    std::vector<unsigned char> signature;
+    const RequestApiResultPtr signing = signer_->signMessage(signedBytes, signature, options, internal);
+    VLOG_DEBUG << "Created detached sign size: " << signature.size();
+    // compat: otherwise the signer's own result is not consulted. A time-stamp or revocation
+    // service the request named that failed is the exception: an X-Long signature the user asked
+    // for cannot be made, so nothing is written and the library's message is the answer.
+    if (signature.empty() && options.cades_type == CadesType::CadesXLongType1 && !options.tsp_url.empty())
+        return fail(result, signing && !signing->errors.empty() ? signing->errors.front()
+                                                                : "tr{Error on sign file:} no signature");
+    // Written in every case: an empty signature fills the hole with hex zeros, so the PDF stays
+    // well-formed (and simply unverified) instead of keeping PoDoFo's placeholder.
+    signDevice.SetSignature(PdfData(reinterpret_cast<const char*>(signature.data()), signature.size()));
+    signDevice.Flush();
+
+    const std::vector<char> signedPdf(buffer.GetBuffer(), buffer.GetBuffer() + signDevice.GetLength());
+    // compat: the running result is still the fresh one here, so only save_with_errors lets
+    // the file be written; success is reported either way.
+    if (result->success || options.save_with_errors) {
+        if (!fstools::saveVectorToFile(options.output_file, signedPdf))
+            return fail(result, "tr{Не удалось сохранить файл}");
+    }
+    result->success = true;
+    result->errors.clear();
+    return result;
 }
 
 RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& options, InternalSignOptions& internal) {
@@ -267,29 +276,25 @@ RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(std::vector<char>& pdf, c
                                                        std::vector<unsigned char>& stamped) {
     VLOG_VERBOSE << "[M] FileSigner::signPdfFile";  // compat: log readers know this tag
     auto result = std::make_shared<RequestApiResult>();
-    try {
-        if (const auto key = nonUtf8PdfText(options, false); !key.empty()) return fail(result, nonUtf8Message(key));
+    runWatermarkStep(result, [&] {
+        if (const auto key = nonUtf8PdfText(options, false); !key.empty()) {
+            fail(result, nonUtf8Message(key));
+            return;
+        }
         // Stamped as an incremental update: the earlier bytes, and the signatures over them, stay;
         // an encrypted file keeps its encryption and permissions.
         startUpdateOnNewLine(pdf);
         PdfMemDocument document;
         const auto update = openForUpdate(document, pdf, result);
-        if (!update || !permitted(update->refusalToStamp(), result)) return result;
+        if (!update || !permitted(update->refusalToStamp(), result)) return;
         result = addWatermarkToPdf(document, options, internal);
-        if (!result->success) return result;
+        if (!result->success) return;
         PdfRefCountedBuffer buffer;
         PdfOutputDevice output(&buffer);
-        const bool written = runWatermarkStep(result, [&] { update->write(output); });
-        if (!written) return result;
+        if (!runWatermarkStep(result, [&] { update->write(output); })) return;
         stamped.assign(buffer.GetBuffer(), buffer.GetBuffer() + output.GetLength());
-        return result;
-    } catch (const std::exception& error) {
-        VLOG_ERROR << "Error on create watermark: " << error.what();
-        return fail(result, std::string("tr{Error on create watermark:} ") + error.what());
-    } catch (...) {
-        VLOG_ERROR << "Error create watermark!";
-        return fail(result, "tr{Unknown error on create watermark}");
-    }
+    });
+    return result;
 }
 
 RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(PdfMemDocument& document, const SignOptions& options,

@@ -40,6 +40,10 @@ public:
                                           InternalSignOptions& internal);
 
 private:
+    // The signing itself; the PoDoFo errors it lets out become the sign-file message.
+    RequestApiResultPtr signUnguarded(const SignOptions& options, InternalSignOptions& internal,
+                                      RequestApiResultPtr result);
+
     std::shared_ptr<ISign> signer_;
     std::shared_ptr<IVerify> verifier_;
 };
