@@ -2,6 +2,7 @@
 
 #include "common/Logging.h"
 #include "cryptopro/CpCryptMsgHandlerGuard.h"
+#include "cryptopro/CpMessageParam.h"
 #include "cryptopro/CpStatusTexts.h"
 #include "cryptopro/CryptoProLibApi.h"
 
@@ -19,15 +20,9 @@ RequestApiResultPtr CpExtract::extractMessage(const std::vector<unsigned char>& 
     if (!api.CryptMsgUpdate(message.get(), signedMessage.data(), static_cast<DWORD>(signedMessage.size()), TRUE))
         return GetResultWithError("CpExtract::extractMessage CryptMsgUpdate");
 
-    DWORD length = 0;
-    if (!api.CryptMsgGetParam(message.get(), CMSG_CONTENT_PARAM, 0, nullptr, &length))
-        return GetResultWithError("CpExtract::extractMessage CryptMsgGetParam, for get extracted message length.");
-    VLOG_INFO << "The size for the extracted BLOB is " << length;
-
-    content.resize(length);
-    if (!api.CryptMsgGetParam(message.get(), CMSG_CONTENT_PARAM, 0, content.data(), &length))
-        return GetResultWithError("CpExtract::extractMessage CryptMsgGetParam, for get extracted message data.");
-    content.resize(length);
+    if (auto failed = readMessageParam(message.get(), CMSG_CONTENT_PARAM, content, "CpExtract::extractMessage",
+                                       "extracted"))
+        return failed;
 
     VLOG_INFO << "The message was extracted successfully.";
     auto result = std::make_shared<RequestApiResult>();

@@ -3,6 +3,7 @@
 #include "common/Logging.h"
 #include "cryptopro/CadesHandle.h"
 #include "cryptopro/CpCryptMsgHandlerGuard.h"
+#include "cryptopro/CpMessageParam.h"
 #include "cryptopro/CpStatusTexts.h"
 #include "cryptopro/CpVerifySign.h"
 #include "cryptopro/CryptoProLibApi.h"
@@ -212,15 +213,8 @@ RequestApiResultPtr CpSigner::addCoSign(const std::vector<unsigned char>& signed
         return GetResultWithError("CpSigner::addCoSign CadesMsgAddEnhancedSignature failed.");
     VLOG_INFO << "CpSigner::addCoSign CadesMsgAddEnhancedSignature success";
 
-    DWORD length = 0;
-    if (!api.CryptMsgGetParam(message.get(), CMSG_ENCODED_MESSAGE, 0, nullptr, &length))
-        return GetResultWithError("CpSigner::addCoSign CryptMsgGetParam, for get encoded message length.");
-    VLOG_INFO << "The size for the encoded BLOB is " << length;
-
-    result.resize(length);
-    if (!api.CryptMsgGetParam(message.get(), CMSG_ENCODED_MESSAGE, 0, result.data(), &length))
-        return GetResultWithError("CpSigner::addCoSign CryptMsgGetParam, for get encoded message data.");
-    result.resize(length);
+    if (auto failed = readMessageParam(message.get(), CMSG_ENCODED_MESSAGE, result, "CpSigner::addCoSign", "encoded"))
+        return failed;
 
     VLOG_INFO << "The message was cosigned successfully.";
     auto outcome = std::make_shared<RequestApiResult>();

@@ -88,11 +88,23 @@ RequestApiResultPtr signStampedPdf(const std::shared_ptr<ISign>& signer, SignOpt
     return result;
 }
 
+// Runs one signing request with the logger set up; a standard exception it lets out is answered
+// as an unknown signing error.
+template <typename Work>
+std::string guardedSigning(const char* name, Work&& work) {
+    try {
+        initLogger();
+        return work();
+    } catch (const std::exception& e) {
+        VLOG_ERROR << name << ": " << e.what();
+        return makeErrorAnswer(std::string("tr{Unknown error on sign:} ") + e.what());
+    }
+}
+
 }  // namespace
 
 std::string signFile(SignOptions& options, InternalSignOptions& internal) {
-    try {
-        initLogger();
+    return guardedSigning("signFile", [&]() -> std::string {
         VLOG_VERBOSE << "[F] signFile";
         // Without an output nothing is written, and the input is never taken for it.
         if (options.attach_type == SignAttachType::Detached) {
@@ -131,15 +143,11 @@ std::string signFile(SignOptions& options, InternalSignOptions& internal) {
             return refusal("tr{Формат для создания подписи не определен!}");
         }
         return answerFrom(result, options);
-    } catch (const std::exception& e) {
-        VLOG_ERROR << "signFile: " << e.what();
-        return makeErrorAnswer(std::string("tr{Unknown error on sign:} ") + e.what());
-    }
+    });
 }
 
 std::string cosignFile(SignOptions& options, InternalSignOptions& internal) {
-    try {
-        initLogger();
+    return guardedSigning("cosignFile", [&]() -> std::string {
         VLOG_VERBOSE << "[F] cosignFile";
         const Formats formats = SignTypeDeterminator::getSignFormats(options.file);
         if (formats.empty()) return refusal("tr{Список форматов подписей файла пуст!}");
@@ -179,15 +187,11 @@ std::string cosignFile(SignOptions& options, InternalSignOptions& internal) {
             return refusal("{Формат для создания соподписи не определен!}");
         }
         return answerFrom(result, options);
-    } catch (const std::exception& e) {
-        VLOG_ERROR << "cosignFile: " << e.what();
-        return makeErrorAnswer(std::string("tr{Unknown error on sign:} ") + e.what());
-    }
+    });
 }
 
 std::string signData(SignOptions& options, InternalSignOptions& internal, const std::string& data) {
-    try {
-        initLogger();
+    return guardedSigning("signData", [&]() -> std::string {
         VLOG_VERBOSE << "[F] signData";
         const auto signer = CryptoProviderFactory::getSigner(options.provider);
         if (!signer) {
@@ -201,10 +205,7 @@ std::string signData(SignOptions& options, InternalSignOptions& internal, const 
                                            : signer->signMessage(bytes, signature, options, internal);
         if (result && !result->success) return makeAnswer(nullptr, result->errors);
         return makeAnswer(base64::encode(signature.data(), signature.size()), nullptr);
-    } catch (const std::exception& e) {
-        VLOG_ERROR << "signData: " << e.what();
-        return makeErrorAnswer(std::string("tr{Unknown error on sign:} ") + e.what());
-    }
+    });
 }
 
 }  // namespace Vesk::Crypto
