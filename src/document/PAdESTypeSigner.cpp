@@ -7,6 +7,8 @@
 #include "document/PdfPages.h"
 #include "document/PdfRequestTexts.h"
 #include "document/PdfSignVerifycator.h"
+#include "document/PdfStamping.h"
+#include "document/PdfSteps.h"
 #include "document/PdfUpdateStart.h"
 #include "document/PdfWatermark.h"
 
@@ -28,96 +30,6 @@ using namespace PoDoFo;
 constexpr size_t kSignatureSize = 16344;
 constexpr size_t kLongSignatureSize = 65536;
 constexpr size_t kReadChunk = 65536;
-
-constexpr int kLastPage = -1;
-constexpr int kEveryPage = -2;
-
-RequestApiResultPtr fail(RequestApiResultPtr result, const std::string& message) {
-    result->success = false;
-    result->errors.assign(1, message);
-    return result;
-}
-
-std::string noPagesMessage(const std::filesystem::path& file) {
-    VLOG_ERROR << "Pages in " << file.string() << " zero, exit.";
-    return "tr{File} " + file.string() + " tr{not contains pages}";
-}
-
-// The pages a watermark selector names; PdfError for an index the document does not have.
-std::vector<PdfPage*> selectedPages(PdfMemDocument& document, int selector) {
-    std::vector<PdfPage*> pages;
-    if (selector == kEveryPage) {
-        for (int i = 0; i < document.GetPageCount(); ++i) pages.push_back(document.GetPage(i));
-    } else {
-        pages.push_back(document.GetPage(selector == kLastPage ? document.GetPageCount() - 1 : selector));
-    }
-    return pages;
-}
-
-// The texts of one kind of PDF step's failure: "tr{CONTEXT:} what" for PoDoFo's and standard
-// errors; anything else gets the unknown texts, or passes on when there are none.
-struct PdfStepTexts {
-    const char* context;
-    const char* unknownLog;
-    const char* unknownMessage;
-};
-constexpr PdfStepTexts kWatermarkStep{"Error on create watermark", "Error create watermark!",
-                                      "tr{Unknown error on create watermark}"};
-constexpr PdfStepTexts kLoadStep{"Error on load file", nullptr, nullptr};
-constexpr PdfStepTexts kSignStep{"Error on sign file", "Unknown error on sign file", "tr{Unknown error on sign file}"};
-
-// Runs one step of PoDoFo work; false after its failure has become the result's one message.
-template <typename Step>
-bool runPdfStep(const RequestApiResultPtr& result, const PdfStepTexts& texts, Step&& step) {
-    try {
-        step();
-        return true;
-    } catch (const PdfError& error) {
-        VLOG_ERROR << texts.context << ": '" << PdfError::ErrorName(error.GetError()) << "' message: '"
-                   << PdfError::ErrorMessage(error.GetError()) << "'";
-        fail(result, std::string("tr{") + texts.context + ":} " + error.what());
-    } catch (const std::exception& error) {
-        VLOG_ERROR << texts.context << ": " << error.what();
-        fail(result, std::string("tr{") + texts.context + ":} " + error.what());
-    } catch (...) {
-        if (texts.unknownLog == nullptr) throw;
-        VLOG_ERROR << texts.unknownLog;
-        fail(result, texts.unknownMessage);
-    }
-    return false;
-}
-
-template <typename Step>
-bool runWatermarkStep(const RequestApiResultPtr& result, Step&& step) {
-    return runPdfStep(result, kWatermarkStep, std::forward<Step>(step));
-}
-
-// Loads the bytes for an incremental update; null after a failure, which becomes the one load
-// message (or the refusal of a file that needs a password). A page tree whose count the file does
-// not hold is such a failure: the stamp loops over the pages that count promises.
-std::unique_ptr<PdfIncrementalUpdate> openForUpdate(PdfMemDocument& document, const std::vector<char>& pdf,
-                                                    const RequestApiResultPtr& result) {
-    std::unique_ptr<PdfIncrementalUpdate> update;
-    runPdfStep(result, kLoadStep, [&] {
-        try {
-            auto opened = std::make_unique<PdfIncrementalUpdate>(document, pdf);
-            checkedPageCount(document);
-            update = std::move(opened);
-        } catch (const PdfUpdateRefused& refusal) {
-            VLOG_ERROR << "Cannot update the PDF: " << refusal.what();
-            fail(result, refusal.what());
-        }
-    });
-    return update;
-}
-
-// A permission the document's encryption withholds; false after the refusal is recorded.
-bool permitted(const std::string& refusal, const RequestApiResultPtr& result) {
-    if (refusal.empty()) return true;
-    VLOG_ERROR << "PDF permissions refuse the change: " << refusal;
-    fail(result, refusal);
-    return false;
-}
 
 // Co-signing goes on only when every signature already in the file is valid; the refusal, if any.
 RequestApiResultPtr checkExistingSignatures(const std::shared_ptr<IVerify>& verifier, const SignOptions& options,
@@ -251,67 +163,20 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
     return result;
 }
 
-RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& options, InternalSignOptions& internal) {
-    std::vector<char> pdf;
-    const bool read = fstools::readFileToVector(options.file, pdf);
-    VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
 
-    auto result = std::make_shared<RequestApiResult>();
-    std::vector<unsigned char> stamped;
-    if (read && !watermarkRequested(options)) {
-        VLOG_VERBOSE << "[M] FileSigner::signPdfFile";  // compat: log readers know this tag
-        stamped.assign(pdf.begin(), pdf.end());
-    } else {
-        result = addWatermarkToPdf(pdf, options, internal, stamped);
-        if (!result->success) return result;
-    }
-    if (!fstools::saveVectorToFile(options.output_file, stamped)) return fail(result, "tr{Не удалось сохранить файл}");
-    result->success = true;
-    result->errors.clear();
-    return result;
+RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& options, InternalSignOptions& internal) {
+    return stampPdfFile(options, internal);
 }
 
 RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(std::vector<char>& pdf, const SignOptions& options,
                                                        InternalSignOptions& internal,
                                                        std::vector<unsigned char>& stamped) {
-    VLOG_VERBOSE << "[M] FileSigner::signPdfFile";  // compat: log readers know this tag
-    auto result = std::make_shared<RequestApiResult>();
-    runWatermarkStep(result, [&] {
-        if (const auto key = nonUtf8PdfText(options, false); !key.empty()) {
-            fail(result, nonUtf8Message(key));
-            return;
-        }
-        // Stamped as an incremental update: the earlier bytes, and the signatures over them, stay;
-        // an encrypted file keeps its encryption and permissions.
-        startUpdateOnNewLine(pdf);
-        PdfMemDocument document;
-        const auto update = openForUpdate(document, pdf, result);
-        if (!update || !permitted(update->refusalToStamp(), result)) return;
-        result = addWatermarkToPdf(document, options, internal);
-        if (!result->success) return;
-        PdfRefCountedBuffer buffer;
-        PdfOutputDevice output(&buffer);
-        if (!runWatermarkStep(result, [&] { update->write(output); })) return;
-        stamped.assign(buffer.GetBuffer(), buffer.GetBuffer() + output.GetLength());
-    });
-    return result;
+    return stampPdfBytes(pdf, options, internal, stamped);
 }
 
 RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(PdfMemDocument& document, const SignOptions& options,
-                                                       InternalSignOptions&) {
-    VLOG_VERBOSE << "[M] PAdESTypeSigner::addWatermarkToPdf";
-    auto result = std::make_shared<RequestApiResult>();
-    bool noPages = false;
-    const bool stamped = runWatermarkStep(result, [&] {
-        noPages = document.GetPageCount() == 0;
-        if (noPages || !watermarkRequested(options)) return;
-        for (PdfPage* page : selectedPages(document, options.watermark.page))
-            drawWatermark(page, document, nullptr, options);
-    });
-    if (!stamped) return result;
-    if (noPages) return fail(result, noPagesMessage(options.file));
-    result->success = true;
-    return result;
+                                                       InternalSignOptions& internal) {
+    return stampPdfDocument(document, options, internal);
 }
 
 }  // namespace Vesk::Crypto

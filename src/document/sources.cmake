@@ -11,6 +11,8 @@ target_sources(vesk_core PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureFields.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureProbe.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStampCanvas.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfStamping.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfSteps.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStreamDecryption.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfUpdateStart.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfWatermark.cpp

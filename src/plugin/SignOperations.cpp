@@ -8,6 +8,7 @@
 #include "crypto/SignTypeDeterminator.h"
 #include "document/DefaultSigner.h"
 #include "document/PAdESTypeSigner.h"
+#include "document/PdfStamping.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 
@@ -79,7 +80,7 @@ RequestApiResultPtr signStampedPdf(const std::shared_ptr<ISign>& signer, SignOpt
     {
         std::vector<char> pdf;
         if (!fstools::readFileToVector(options.file, pdf)) return failure("Не удалось прочитать файл");
-        const auto result = PAdESTypeSigner(signer).addWatermarkToPdf(pdf, options, internal, stamped);
+        const auto result = stampPdfBytes(pdf, options, internal, stamped);
         if (result && !result->success) return result;
     }
     const auto result = DefaultSigner(signer).signContent(stamped, options, internal);
