@@ -12,7 +12,7 @@ namespace {
 
 struct SigningPair {
     const char* hashOid;
-    const char* digestName; // name of the digest in the GOST engine
+    const char* digestName;  // name of the digest in the GOST engine
     const char* keyOid;
 };
 
@@ -22,18 +22,15 @@ const SigningPair kSigningPairs[] = {
     {szOID_CP_GOST_R3411, "md_gost94", szOID_CP_GOST_R3410EL},
 };
 
-bool keyHasAlgorithm(EVP_PKEY* key, const char* keyOid)
-{
+bool keyHasAlgorithm(EVP_PKEY* key, const char* keyOid) {
     const int nid = OBJ_txt2nid(keyOid);
     return nid != NID_undef && EVP_PKEY_get_base_id(key) == nid;
 }
 
-} // namespace
+}  // namespace
 
-const EVP_MD* signingDigestFor(const char* hashOid, EVP_PKEY* key)
-{
-    if (hashOid == nullptr || key == nullptr || !ensureGostEngine())
-        return nullptr;
+const EVP_MD* signingDigestFor(const char* hashOid, EVP_PKEY* key) {
+    if (hashOid == nullptr || key == nullptr || !ensureGostEngine()) return nullptr;
     for (const SigningPair& pair : kSigningPairs) {
         if (std::strcmp(hashOid, pair.hashOid) == 0)
             return keyHasAlgorithm(key, pair.keyOid) ? EVP_get_digestbyname(pair.digestName) : nullptr;
@@ -41,4 +38,4 @@ const EVP_MD* signingDigestFor(const char* hashOid, EVP_PKEY* key)
     return nullptr;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

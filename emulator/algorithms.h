@@ -9,4 +9,4 @@ namespace cades_emulator {
 // (the library signs with GOST keys only, each with its own hash).
 const EVP_MD* signingDigestFor(const char* hashOid, EVP_PKEY* key);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

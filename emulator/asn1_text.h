@@ -20,4 +20,4 @@ std::string algorithmOid(const X509_ALGOR* algorithm);
 std::vector<BYTE> littleEndianSerial(const ASN1_INTEGER* serial);
 std::vector<BYTE> stringBytes(const ASN1_STRING* string);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -12,16 +12,14 @@ struct OwnedBlob {
     OpenSslBuffer encoded;
 };
 
-HandleRegistry<OwnedBlob>& blobs()
-{
+HandleRegistry<OwnedBlob>& blobs() {
     static HandleRegistry<OwnedBlob> registry;
     return registry;
 }
 
-} // namespace
+}  // namespace
 
-PCRYPT_DATA_BLOB newBlob(std::vector<BYTE> bytes)
-{
+PCRYPT_DATA_BLOB newBlob(std::vector<BYTE> bytes) {
     auto owned = std::make_unique<OwnedBlob>();
     owned->bytes = std::move(bytes);
     owned->blob.cbData = static_cast<DWORD>(owned->bytes.size());
@@ -31,8 +29,7 @@ PCRYPT_DATA_BLOB newBlob(std::vector<BYTE> bytes)
     return handle;
 }
 
-PCRYPT_DATA_BLOB newBlob(OpenSslBuffer bytes, size_t size)
-{
+PCRYPT_DATA_BLOB newBlob(OpenSslBuffer bytes, size_t size) {
     auto owned = std::make_unique<OwnedBlob>();
     owned->blob.cbData = static_cast<DWORD>(size);
     owned->blob.pbData = bytes.get();
@@ -42,19 +39,16 @@ PCRYPT_DATA_BLOB newBlob(OpenSslBuffer bytes, size_t size)
     return handle;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator
 
 using namespace cades_emulator;
 
-extern "C" CSP_BOOL CadesFreeBlob(PCRYPT_DATA_BLOB pBlob)
-{
-    if (pBlob == nullptr)
-        return TRUE;
+extern "C" CSP_BOOL CadesFreeBlob(PCRYPT_DATA_BLOB pBlob) {
+    if (pBlob == nullptr) return TRUE;
     return blobs().take(pBlob) ? TRUE : fail(E_INVALIDARG);
 }
 
 // No blob array is ever handed out by this library, so only null can be freed.
-extern "C" CSP_BOOL CadesFreeBlobArray(PCADES_BLOB_ARRAY pBlobArray)
-{
+extern "C" CSP_BOOL CadesFreeBlobArray(PCADES_BLOB_ARRAY pBlobArray) {
     return pBlobArray == nullptr ? TRUE : fail(E_INVALIDARG);
 }

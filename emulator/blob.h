@@ -12,4 +12,4 @@ PCRYPT_DATA_BLOB newBlob(std::vector<BYTE> bytes);
 // The same over bytes OpenSSL allocated (an encoded message), taken over without a copy.
 PCRYPT_DATA_BLOB newBlob(OpenSslBuffer bytes, size_t size);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

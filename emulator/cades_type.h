@@ -9,4 +9,4 @@ namespace cades_emulator {
 // CADES_A or PKCS7_TYPE).
 DWORD signerForm(CMS_SignerInfo* signer);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -14,14 +14,12 @@ namespace cades_emulator {
 
 class CertificateRegistry {
 public:
-    static CertificateRegistry& instance()
-    {
+    static CertificateRegistry& instance() {
         static CertificateRegistry registry;
         return registry;
     }
 
-    PCCERT_CONTEXT add(std::unique_ptr<CertificateData> data)
-    {
+    PCCERT_CONTEXT add(std::unique_ptr<CertificateData> data) {
         std::lock_guard<std::mutex> lock(mutex_);
         data->references_ = 1;
         PCCERT_CONTEXT context = data->context();
@@ -29,39 +27,33 @@ public:
         return context;
     }
 
-    const CertificateData* find(PCCERT_CONTEXT context)
-    {
+    const CertificateData* find(PCCERT_CONTEXT context) {
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = objects_.find(context);
         return found == objects_.end() ? nullptr : found->second.get();
     }
 
-    bool addReference(PCCERT_CONTEXT context)
-    {
+    bool addReference(PCCERT_CONTEXT context) {
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = objects_.find(context);
-        if (found == objects_.end())
-            return false;
+        if (found == objects_.end()) return false;
         ++found->second->references_;
         return true;
     }
 
-    bool release(PCCERT_CONTEXT context)
-    {
+    bool release(PCCERT_CONTEXT context) {
         std::unique_ptr<CertificateData> released;
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = objects_.find(context);
-        if (found == objects_.end())
-            return false;
+        if (found == objects_.end()) return false;
         if (--found->second->references_ == 0) {
-            released = std::move(found->second); // destroyed after the lock is left
+            released = std::move(found->second);  // destroyed after the lock is left
             objects_.erase(found);
         }
         return true;
     }
 
-    int referenceCount(PCCERT_CONTEXT context)
-    {
+    int referenceCount(PCCERT_CONTEXT context) {
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = objects_.find(context);
         return found == objects_.end() ? 0 : found->second->references_;
@@ -74,8 +66,7 @@ private:
 
 CertificateData::CertificateData(X509Ptr certificate, std::vector<BYTE> encoded, HCERTSTORE store,
                                  std::filesystem::path keyFile)
-    : certificate_(std::move(certificate)), encoded_(std::move(encoded)), keyFile_(std::move(keyFile))
-{
+    : certificate_(std::move(certificate)), encoded_(std::move(encoded)), keyFile_(std::move(keyFile)) {
     context_.dwCertEncodingType = X509_ASN_ENCODING;
     context_.pbCertEncoded = encoded_.data();
     context_.cbCertEncoded = static_cast<DWORD>(encoded_.size());
@@ -84,22 +75,18 @@ CertificateData::CertificateData(X509Ptr certificate, std::vector<BYTE> encoded,
     fillCertInfo();
 }
 
-char* CertificateData::keepString(std::string text)
-{
+char* CertificateData::keepString(std::string text) {
     strings_.push_back(std::move(text));
     return strings_.back().data();
 }
 
-BYTE* CertificateData::keepBytes(std::vector<BYTE> bytes)
-{
-    if (bytes.empty())
-        return nullptr;
+BYTE* CertificateData::keepBytes(std::vector<BYTE> bytes) {
+    if (bytes.empty()) return nullptr;
     buffers_.push_back(std::move(bytes));
     return buffers_.back().data();
 }
 
-void CertificateData::fillCertInfo()
-{
+void CertificateData::fillCertInfo() {
     X509* cert = certificate_.get();
 
     const auto blob = [this](std::vector<BYTE> bytes) {
@@ -119,10 +106,8 @@ void CertificateData::fillCertInfo()
 
     info_.Issuer = blob(derOfName(X509_get_issuer_name(cert)));
     info_.Subject = blob(derOfName(X509_get_subject_name(cert)));
-    if (auto notBefore = asn1TimeToFileTime(X509_get0_notBefore(cert)))
-        info_.NotBefore = *notBefore;
-    if (auto notAfter = asn1TimeToFileTime(X509_get0_notAfter(cert)))
-        info_.NotAfter = *notAfter;
+    if (auto notBefore = asn1TimeToFileTime(X509_get0_notBefore(cert))) info_.NotBefore = *notBefore;
+    if (auto notAfter = asn1TimeToFileTime(X509_get0_notAfter(cert))) info_.NotAfter = *notAfter;
 
     X509_PUBKEY* publicKey = X509_get_X509_PUBKEY(cert);
     ASN1_OBJECT* keyOid = nullptr;
@@ -153,67 +138,53 @@ void CertificateData::fillCertInfo()
     info_.rgExtension = extensions_.empty() ? nullptr : extensions_.data();
 }
 
-X509Ptr parseDerCertificate(const BYTE* data, size_t size)
-{
-    if (data == nullptr || size == 0)
-        return nullptr;
+X509Ptr parseDerCertificate(const BYTE* data, size_t size) {
+    if (data == nullptr || size == 0) return nullptr;
     const unsigned char* cursor = data;
     X509Ptr certificate(d2i_X509(nullptr, &cursor, static_cast<long>(size)));
-    if (certificate && cursor != data + size)
-        return nullptr; // trailing bytes: not exactly one certificate
+    if (certificate && cursor != data + size) return nullptr;  // trailing bytes: not exactly one certificate
     return certificate;
 }
 
-std::vector<BYTE> encodeCertificate(X509* certificate)
-{
+std::vector<BYTE> encodeCertificate(X509* certificate) {
     unsigned char* der = nullptr;
     const int length = i2d_X509(certificate, &der);
-    if (length <= 0)
-        return {};
+    if (length <= 0) return {};
     OpenSslBuffer owned(der);
     return std::vector<BYTE>(der, der + length);
 }
 
-PCCERT_CONTEXT createCertificateContext(X509Ptr certificate, HCERTSTORE store, std::filesystem::path keyFile)
-{
-    if (!certificate)
-        return nullptr;
+PCCERT_CONTEXT createCertificateContext(X509Ptr certificate, HCERTSTORE store, std::filesystem::path keyFile) {
+    if (!certificate) return nullptr;
     std::vector<BYTE> encoded = encodeCertificate(certificate.get());
-    if (encoded.empty())
-        return nullptr;
+    if (encoded.empty()) return nullptr;
     return CertificateRegistry::instance().add(
         std::make_unique<CertificateData>(std::move(certificate), std::move(encoded), store, std::move(keyFile)));
 }
 
-const CertificateData* findCertificate(PCCERT_CONTEXT context)
-{
+const CertificateData* findCertificate(PCCERT_CONTEXT context) {
     return context == nullptr ? nullptr : CertificateRegistry::instance().find(context);
 }
 
-bool addCertificateReference(PCCERT_CONTEXT context)
-{
+bool addCertificateReference(PCCERT_CONTEXT context) {
     return context != nullptr && CertificateRegistry::instance().addReference(context);
 }
 
-bool releaseCertificate(PCCERT_CONTEXT context)
-{
+bool releaseCertificate(PCCERT_CONTEXT context) {
     return context != nullptr && CertificateRegistry::instance().release(context);
 }
 
 void initializeCertificateRegistry() { CertificateRegistry::instance(); }
 
-int certificateReferenceCount(PCCERT_CONTEXT context)
-{
+int certificateReferenceCount(PCCERT_CONTEXT context) {
     return CertificateRegistry::instance().referenceCount(context);
 }
 
-CertificateReference CertificateReference::share(PCCERT_CONTEXT context)
-{
+CertificateReference CertificateReference::share(PCCERT_CONTEXT context) {
     return addCertificateReference(context) ? CertificateReference(context) : CertificateReference();
 }
 
-CertificateReference& CertificateReference::operator=(CertificateReference&& other) noexcept
-{
+CertificateReference& CertificateReference::operator=(CertificateReference&& other) noexcept {
     if (this != &other) {
         reset();
         context_ = other.release();
@@ -221,38 +192,29 @@ CertificateReference& CertificateReference::operator=(CertificateReference&& oth
     return *this;
 }
 
-PCCERT_CONTEXT CertificateReference::release()
-{
+PCCERT_CONTEXT CertificateReference::release() {
     PCCERT_CONTEXT context = context_;
     context_ = nullptr;
     return context;
 }
 
-void CertificateReference::reset()
-{
-    if (context_ != nullptr)
-        releaseCertificate(context_);
+void CertificateReference::reset() {
+    if (context_ != nullptr) releaseCertificate(context_);
     context_ = nullptr;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator
 
 using namespace cades_emulator;
 
-extern "C" PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT pCertContext)
-{
-    if (pCertContext == nullptr)
-        return nullptr; // duplicating nothing gives nothing, as on Windows
-    if (!addCertificateReference(pCertContext))
-        return failNull<const CERT_CONTEXT>(E_INVALIDARG);
+extern "C" PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT pCertContext) {
+    if (pCertContext == nullptr) return nullptr;  // duplicating nothing gives nothing, as on Windows
+    if (!addCertificateReference(pCertContext)) return failNull<const CERT_CONTEXT>(E_INVALIDARG);
     return pCertContext;
 }
 
-extern "C" BOOL CertFreeCertificateContext(PCCERT_CONTEXT pCertContext)
-{
-    if (pCertContext == nullptr)
-        return TRUE;
-    if (!releaseCertificate(pCertContext))
-        return fail(E_INVALIDARG);
+extern "C" BOOL CertFreeCertificateContext(PCCERT_CONTEXT pCertContext) {
+    if (pCertContext == nullptr) return TRUE;
+    if (!releaseCertificate(pCertContext)) return fail(E_INVALIDARG);
     return TRUE;
 }

@@ -14,8 +14,7 @@ namespace cades_emulator {
 
 class CertificateData {
 public:
-    CertificateData(X509Ptr certificate, std::vector<BYTE> encoded, HCERTSTORE store,
-                    std::filesystem::path keyFile);
+    CertificateData(X509Ptr certificate, std::vector<BYTE> encoded, HCERTSTORE store, std::filesystem::path keyFile);
     CertificateData(const CertificateData&) = delete;
     CertificateData& operator=(const CertificateData&) = delete;
 
@@ -82,4 +81,4 @@ private:
     PCCERT_CONTEXT context_ = nullptr;
 };
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

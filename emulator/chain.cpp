@@ -1,7 +1,7 @@
 #include "chain.h"
 
-#include <memory>
 #include <map>
+#include <memory>
 #include <mutex>
 
 #include "certificate.h"
@@ -17,36 +17,34 @@ struct VerifyRecord {
     std::vector<DWORD> errorsByDepth;
 };
 
-DWORD trustBitsFor(int error)
-{
+DWORD trustBitsFor(int error) {
     switch (error) {
-    case X509_V_OK:
-        return CERT_TRUST_NO_ERROR;
-    case X509_V_ERR_CERT_HAS_EXPIRED:
-    case X509_V_ERR_CERT_NOT_YET_VALID:
-        return CERT_TRUST_IS_NOT_TIME_VALID;
-    case X509_V_ERR_CERT_SIGNATURE_FAILURE:
-    case X509_V_ERR_UNABLE_TO_DECRYPT_CERT_SIGNATURE:
-    case X509_V_ERR_UNABLE_TO_DECODE_ISSUER_PUBLIC_KEY:
-        return CERT_TRUST_IS_NOT_SIGNATURE_VALID;
-    case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
-    case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
-        return CERT_TRUST_IS_UNTRUSTED_ROOT;
-    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
-    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
-    case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
-        return CERT_TRUST_IS_PARTIAL_CHAIN;
-    case X509_V_ERR_INVALID_CA:
-    case X509_V_ERR_PATH_LENGTH_EXCEEDED:
-        return CERT_TRUST_INVALID_BASIC_CONSTRAINTS;
-    default:
-        return CERT_TRUST_IS_NOT_VALID_FOR_USAGE;
+        case X509_V_OK:
+            return CERT_TRUST_NO_ERROR;
+        case X509_V_ERR_CERT_HAS_EXPIRED:
+        case X509_V_ERR_CERT_NOT_YET_VALID:
+            return CERT_TRUST_IS_NOT_TIME_VALID;
+        case X509_V_ERR_CERT_SIGNATURE_FAILURE:
+        case X509_V_ERR_UNABLE_TO_DECRYPT_CERT_SIGNATURE:
+        case X509_V_ERR_UNABLE_TO_DECODE_ISSUER_PUBLIC_KEY:
+            return CERT_TRUST_IS_NOT_SIGNATURE_VALID;
+        case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
+        case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
+            return CERT_TRUST_IS_UNTRUSTED_ROOT;
+        case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+        case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+        case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
+            return CERT_TRUST_IS_PARTIAL_CHAIN;
+        case X509_V_ERR_INVALID_CA:
+        case X509_V_ERR_PATH_LENGTH_EXCEEDED:
+            return CERT_TRUST_INVALID_BASIC_CONSTRAINTS;
+        default:
+            return CERT_TRUST_IS_NOT_VALID_FOR_USAGE;
     }
 }
 
 // Records every problem and lets the build go on, so that the whole chain is seen.
-int recordAndContinue(int ok, X509_STORE_CTX* context)
-{
+int recordAndContinue(int ok, X509_STORE_CTX* context) {
     if (!ok) {
         auto* record = static_cast<VerifyRecord*>(X509_STORE_CTX_get_app_data(context));
         const int depth = X509_STORE_CTX_get_error_depth(context);
@@ -59,27 +57,22 @@ int recordAndContinue(int ok, X509_STORE_CTX* context)
     return 1;
 }
 
-} // namespace
+}  // namespace
 
-TrustMaterial loadTrust(const std::vector<X509*>& extra)
-{
+TrustMaterial loadTrust(const std::vector<X509*>& extra) {
     ensureGostEngine();
     TrustMaterial trust{X509StorePtr(X509_STORE_new()), newX509Stack()};
     for (const X509Ptr& root : loadSystemStoreCertificates("Root"))
         X509_STORE_add_cert(trust.anchors.get(), root.get());
     std::vector<X509Ptr> loaded = loadSystemStoreCertificates("CA");
-    for (X509Ptr& personal : loadSystemStoreCertificates("My"))
-        loaded.push_back(std::move(personal));
-    for (const X509Ptr& candidate : loaded)
-        pushShared(trust.untrusted.get(), candidate.get());
-    for (X509* certificate : extra)
-        pushShared(trust.untrusted.get(), certificate);
+    for (X509Ptr& personal : loadSystemStoreCertificates("My")) loaded.push_back(std::move(personal));
+    for (const X509Ptr& candidate : loaded) pushShared(trust.untrusted.get(), candidate.get());
+    for (X509* certificate : extra) pushShared(trust.untrusted.get(), certificate);
     return trust;
 }
 
 ChainResult buildChain(X509* certificate, const std::vector<X509*>& extraCertificates,
-                       std::optional<std::time_t> when)
-{
+                       std::optional<std::time_t> when) {
     ChainResult result;
     TrustMaterial trust = loadTrust(extraCertificates);
     X509_STORE* trusted = trust.anchors.get();
@@ -95,8 +88,7 @@ ChainResult buildChain(X509* certificate, const std::vector<X509*>& extraCertifi
     }
     X509_STORE_CTX_set_app_data(context.get(), &record);
     X509_STORE_CTX_set_verify_cb(context.get(), recordAndContinue);
-    if (when)
-        X509_STORE_CTX_set_time(context.get(), 0, *when);
+    if (when) X509_STORE_CTX_set_time(context.get(), 0, *when);
     X509_verify_cert(context.get());
 
     STACK_OF(X509)* built = X509_STORE_CTX_get0_chain(context.get());
@@ -118,7 +110,7 @@ ChainResult buildChain(X509* certificate, const std::vector<X509*>& extraCertifi
     return result;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator
 
 using namespace cades_emulator;
 
@@ -137,20 +129,19 @@ struct OwnedChain {
 };
 
 std::mutex liveChainsMutex;
-std::map<const CERT_CHAIN_CONTEXT*, std::unique_ptr<OwnedChain>>& liveChains()
-{
-    initializeCertificateRegistry(); // created first, so it outlives the chains still held
+std::map<const CERT_CHAIN_CONTEXT*, std::unique_ptr<OwnedChain>>& liveChains() {
+    initializeCertificateRegistry();  // created first, so it outlives the chains still held
     static std::map<const CERT_CHAIN_CONTEXT*, std::unique_ptr<OwnedChain>> chains;
     return chains;
 }
 
-std::unique_ptr<OwnedChain> makeOwnedChain(ChainResult result)
-{
+std::unique_ptr<OwnedChain> makeOwnedChain(ChainResult result) {
     auto owned = std::make_unique<OwnedChain>();
     const size_t count = result.certificates.size();
     owned->elements.resize(count);
     for (size_t i = 0; i < count; ++i) {
-        owned->certificates.push_back(CertificateReference::adopt(createCertificateContext(std::move(result.certificates[i]))));
+        owned->certificates.push_back(
+            CertificateReference::adopt(createCertificateContext(std::move(result.certificates[i]))));
         CERT_CHAIN_ELEMENT& element = owned->elements[i];
         element.cbSize = sizeof(CERT_CHAIN_ELEMENT);
         element.pCertContext = owned->certificates.back().get();
@@ -169,28 +160,23 @@ std::unique_ptr<OwnedChain> makeOwnedChain(ChainResult result)
     return owned;
 }
 
-} // namespace
+}  // namespace
 
 extern "C" BOOL CertGetCertificateChain(void* hChainEngine, PCCERT_CONTEXT pCertContext, LPFILETIME pTime,
                                         HCERTSTORE hAdditionalStore, PCERT_CHAIN_PARA pChainPara, DWORD dwFlags,
-                                        void* pvReserved, PCCERT_CHAIN_CONTEXT* ppChainContext)
-{
+                                        void* pvReserved, PCCERT_CHAIN_CONTEXT* ppChainContext) {
     (void)hChainEngine, (void)dwFlags, (void)pvReserved;
-    if (ppChainContext != nullptr)
-        *ppChainContext = nullptr;
+    if (ppChainContext != nullptr) *ppChainContext = nullptr;
     const CertificateData* certificate = findCertificate(pCertContext);
-    if (certificate == nullptr || pChainPara == nullptr || ppChainContext == nullptr)
-        return fail(E_INVALIDARG);
+    if (certificate == nullptr || pChainPara == nullptr || ppChainContext == nullptr) return fail(E_INVALIDARG);
 
     std::vector<X509*> extra;
     if (CertStore* additional = findStore(hAdditionalStore)) {
         for (const auto& reference : additional->certificates())
-            if (reference.data() != nullptr)
-                extra.push_back(reference.data()->x509());
+            if (reference.data() != nullptr) extra.push_back(reference.data()->x509());
     }
     std::optional<std::time_t> when;
-    if (pTime != nullptr)
-        when = fileTimeToUnixTime(*pTime);
+    if (pTime != nullptr) when = fileTimeToUnixTime(*pTime);
 
     auto owned = makeOwnedChain(buildChain(certificate->x509(), extra, when));
     *ppChainContext = &owned->context;
@@ -199,17 +185,14 @@ extern "C" BOOL CertGetCertificateChain(void* hChainEngine, PCCERT_CONTEXT pCert
     return TRUE;
 }
 
-extern "C" void CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT pChainContext)
-{
-    if (pChainContext == nullptr)
-        return;
+extern "C" void CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT pChainContext) {
+    if (pChainContext == nullptr) return;
     std::lock_guard<std::mutex> lock(liveChainsMutex);
     liveChains().erase(pChainContext);
 }
 
 // The emulator's own diagnostic: chains handed out and not yet released.
-extern "C" __attribute__((visibility("default"))) unsigned CadesEmulatorLiveChainCount(void)
-{
+extern "C" __attribute__((visibility("default"))) unsigned CadesEmulatorLiveChainCount(void) {
     std::lock_guard<std::mutex> lock(liveChainsMutex);
     return static_cast<unsigned>(liveChains().size());
 }

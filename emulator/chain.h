@@ -10,8 +10,8 @@
 namespace cades_emulator {
 
 struct ChainResult {
-    std::vector<X509Ptr> certificates; // end certificate first, as far as it could be built
-    std::vector<DWORD> elementErrors;  // CERT_TRUST_* bits per certificate
+    std::vector<X509Ptr> certificates;  // end certificate first, as far as it could be built
+    std::vector<DWORD> elementErrors;   // CERT_TRUST_* bits per certificate
     DWORD chainErrors = CERT_TRUST_NO_ERROR;
     bool trusted() const { return chainErrors == CERT_TRUST_NO_ERROR; }
 };
@@ -30,4 +30,4 @@ TrustMaterial loadTrust(const std::vector<X509*>& extra);
 ChainResult buildChain(X509* certificate, const std::vector<X509*>& extraCertificates,
                        std::optional<std::time_t> when = std::nullopt);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -13,7 +13,7 @@ enum class SignatureLevel { Bes, Pkcs7, XLongType1 };
 
 struct SignatureRequest {
     SignatureLevel level = SignatureLevel::Bes;
-    std::string tspAddress; // for X Long Type 1: the time-stamp service
+    std::string tspAddress;  // for X Long Type 1: the time-stamp service
 };
 
 // Reads the CAdES type and time-stamp settings. X Long Type 1 needs a time-stamp service
@@ -40,4 +40,4 @@ std::vector<BYTE> encodeMessage(CMS_ContentInfo* cms);
 // The DER as OpenSSL writes it, for handing out without a copy; null on failure.
 OpenSslBuffer encodeMessageInPlace(CMS_ContentInfo* cms, size_t& size);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -14,8 +14,7 @@ using namespace cades_emulator;
 
 namespace {
 
-bool digestOf(ContentView content, const EVP_MD* digest, std::vector<BYTE>& value)
-{
+bool digestOf(ContentView content, const EVP_MD* digest, std::vector<BYTE>& value) {
     unsigned char buffer[EVP_MAX_MD_SIZE];
     unsigned int length = 0;
     static const unsigned char nothing = 0;
@@ -26,53 +25,45 @@ bool digestOf(ContentView content, const EVP_MD* digest, std::vector<BYTE>& valu
 }
 
 // When the caller names the signer by issuer and serial number, it must be the key's certificate.
-bool namesCertificate(const CERT_INFO* info, X509* certificate)
-{
-    if (info == nullptr)
-        return true;
+bool namesCertificate(const CERT_INFO* info, X509* certificate) {
+    if (info == nullptr) return true;
     const std::vector<BYTE> issuer = derOfName(X509_get_issuer_name(certificate));
     const std::vector<BYTE> serial = littleEndianSerial(X509_get0_serialNumber(certificate));
     const auto equal = [](const CRYPT_DATA_BLOB& blob, const std::vector<BYTE>& bytes) {
-        return blob.cbData == bytes.size() && (bytes.empty() || std::memcmp(blob.pbData, bytes.data(), bytes.size()) == 0);
+        return blob.cbData == bytes.size() &&
+               (bytes.empty() || std::memcmp(blob.pbData, bytes.data(), bytes.size()) == 0);
     };
     return equal(info->Issuer, issuer) && equal(info->SerialNumber, serial);
 }
 
-} // namespace
+}  // namespace
 
-extern "C" CSP_BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG hCryptMsg, PCADES_COSIGN_PARA pCadesCosignPara)
-{
+extern "C" CSP_BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG hCryptMsg, PCADES_COSIGN_PARA pCadesCosignPara) {
     if (pCadesCosignPara == nullptr || pCadesCosignPara->dwSize < sizeof(CADES_COSIGN_PARA) ||
         pCadesCosignPara->pSigner == nullptr || pCadesCosignPara->pSigner->cbSize < sizeof(CMSG_SIGNER_ENCODE_INFO))
         return fail(E_INVALIDARG);
     const CMSG_SIGNER_ENCODE_INFO& signerPara = *pCadesCosignPara->pSigner;
     const CADES_SIGN_PARA* cadesPara = pCadesCosignPara->pCadesSignPara;
-    if (cadesPara != nullptr && cadesPara->dwSize < sizeof(CADES_SIGN_PARA))
-        return fail(E_INVALIDARG);
+    if (cadesPara != nullptr && cadesPara->dwSize < sizeof(CADES_SIGN_PARA)) return fail(E_INVALIDARG);
     DecodedMessage* message = decodedMessage(hCryptMsg);
-    if (message == nullptr)
-        return FALSE;
+    if (message == nullptr) return FALSE;
 
     const AcquiredKey* key = findAcquiredKey(signerPara.hCryptProv);
-    if (key == nullptr)
-        return fail(NTE_BAD_KEYSET);
+    if (key == nullptr) return fail(NTE_BAD_KEYSET);
     if (signerPara.pCertInfo != nullptr && !namesCertificate(signerPara.pCertInfo, key->certificate.get()))
-        return fail(NTE_BAD_KEYSET); // the key does not belong to the named certificate
+        return fail(NTE_BAD_KEYSET);  // the key does not belong to the named certificate
 
     SignatureRequest request;
-    if (!chooseSignatureLevel(cadesPara, request))
-        return FALSE;
+    if (!chooseSignatureLevel(cadesPara, request)) return FALSE;
     const char* hashOid = cadesPara != nullptr && cadesPara->szHashAlgorithm != nullptr
                               ? cadesPara->szHashAlgorithm
                               : signerPara.HashAlgorithm.pszObjId;
     const EVP_MD* digest = signingDigestFor(hashOid, key->key.get());
-    if (digest == nullptr)
-        return fail(NTE_BAD_ALGID);
+    if (digest == nullptr) return fail(NTE_BAD_ALGID);
 
     CMS_ContentInfo* cms = message->cms.get();
     std::vector<BYTE> messageDigest;
-    if (!digestOf(message->content(), digest, messageDigest))
-        return fail(NTE_BAD_HASH);
+    if (!digestOf(message->content(), digest, messageDigest)) return fail(NTE_BAD_HASH);
     CMS_SignerInfo* signer = addSigner(cms, key->certificate.get(), key->key.get(), digest, request.level);
     if (signer == nullptr ||
         CMS_signed_add1_attr_by_NID(signer, NID_pkcs9_messageDigest, V_ASN1_OCTET_STRING, messageDigest.data(),
@@ -80,7 +71,7 @@ extern "C" CSP_BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG hCryptMsg, PCADES_COS
         CMS_signed_add1_attr_by_NID(signer, NID_pkcs9_contentType, V_ASN1_OBJECT,
                                     const_cast<ASN1_OBJECT*>(CMS_get0_eContentType(cms)), -1) != 1 ||
         CMS_SignerInfo_sign(signer) != 1 || !addCertificateOnce(cms, key->certificate.get())) {
-        message->modified = true; // the half-added signer stays; the message is unusable now
+        message->modified = true;  // the half-added signer stays; the message is unusable now
         return fail(NTE_BAD_SIGNATURE);
     }
     message->modified = true;

@@ -28,4 +28,4 @@ bool split(const BYTE* encoded, size_t size, BYTE* tag, Bytes* content, size_t* 
 // The elements one after another in a constructed content; false when malformed.
 bool children(const Bytes& content, std::vector<Bytes>* elements);
 
-} // namespace cades_emulator::der
+}  // namespace cades_emulator::der

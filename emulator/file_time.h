@@ -14,4 +14,4 @@ std::optional<std::time_t> fileTimeToUnixTime(const FILETIME& fileTime);
 // UTCTime or GeneralizedTime to FILETIME.
 std::optional<FILETIME> asn1TimeToFileTime(const ASN1_TIME* time);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

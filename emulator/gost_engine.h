@@ -6,4 +6,4 @@ namespace cades_emulator {
 // when the GOST engine cannot be loaded; RSA and other built-in algorithms still work.
 bool ensureGostEngine();
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

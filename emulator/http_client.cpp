@@ -14,8 +14,7 @@ struct UrlParts {
     std::string host, port, path;
 };
 
-bool parseUrl(const std::string& address, UrlParts& parts)
-{
+bool parseUrl(const std::string& address, UrlParts& parts) {
     int ssl = 0;
     char* host = nullptr;
     char* port = nullptr;
@@ -23,22 +22,19 @@ bool parseUrl(const std::string& address, UrlParts& parts)
     if (OSSL_HTTP_parse_url(address.c_str(), &ssl, nullptr, &host, &port, nullptr, &path, nullptr, nullptr) != 1)
         return false;
     const bool usable = ssl == 0 && host != nullptr && *host != '\0';
-    if (usable)
-        parts = {host, port, path};
+    if (usable) parts = {host, port, path};
     OPENSSL_free(host);
     OPENSSL_free(port);
     OPENSSL_free(path);
     return usable;
 }
 
-} // namespace
+}  // namespace
 
-bool plainHttpAddress(const std::wstring& wide, std::string& address)
-{
+bool plainHttpAddress(const std::wstring& wide, std::string& address) {
     address.clear();
     for (const wchar_t c : wide) {
-        if (c <= 0x20 || c >= 0x7F)
-            return false;
+        if (c <= 0x20 || c >= 0x7F) return false;
         address.push_back(static_cast<char>(c));
     }
     UrlParts parts;
@@ -46,22 +42,18 @@ bool plainHttpAddress(const std::wstring& wide, std::string& address)
 }
 
 bool postToService(const std::string& address, const char* contentType, const char* expectedType,
-                   const std::vector<BYTE>& request, std::vector<BYTE>& answer)
-{
+                   const std::vector<BYTE>& request, std::vector<BYTE>& answer) {
     UrlParts parts;
-    if (!parseUrl(address, parts))
-        return false;
+    if (!parseUrl(address, parts)) return false;
     BioPtr body = memoryBio(request);
-    if (!body)
-        return false;
+    if (!body) return false;
     // No proxy: the services these signatures need are named by address, as given. An answer
     // expected as ASN.1 is read whole into memory before the connection closes.
     BioPtr response(OSSL_HTTP_transfer(nullptr, parts.host.c_str(), parts.port.c_str(), parts.path.c_str(), 0, "",
-                                       nullptr, nullptr, nullptr, nullptr, nullptr, 0, nullptr, contentType,
-                                       body.get(), expectedType, 1, kMaxAnswerBytes, kServiceTimeoutSeconds, 0));
+                                       nullptr, nullptr, nullptr, nullptr, nullptr, 0, nullptr, contentType, body.get(),
+                                       expectedType, 1, kMaxAnswerBytes, kServiceTimeoutSeconds, 0));
     ERR_clear_error();
-    if (!response)
-        return false;
+    if (!response) return false;
     answer.clear();
     unsigned char buffer[4096];
     int read = 0;
@@ -70,4 +62,4 @@ bool postToService(const std::string& address, const char* contentType, const ch
     return true;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

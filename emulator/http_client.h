@@ -20,4 +20,4 @@ bool plainHttpAddress(const std::wstring& wide, std::string& address);
 bool postToService(const std::string& address, const char* contentType, const char* expectedType,
                    const std::vector<BYTE>& request, std::vector<BYTE>& answer);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -6,13 +6,12 @@ namespace {
 thread_local DWORD lastError = ERROR_SUCCESS;
 }
 
-BOOL fail(DWORD code)
-{
+BOOL fail(DWORD code) {
     lastError = code;
     return FALSE;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator
 
 using namespace cades_emulator;
 

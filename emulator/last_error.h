@@ -9,10 +9,9 @@ BOOL fail(DWORD code);
 
 // Same for entry points that return a pointer.
 template <typename T>
-T* failNull(DWORD code)
-{
+T* failNull(DWORD code) {
     fail(code);
     return nullptr;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

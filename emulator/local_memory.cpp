@@ -8,19 +8,16 @@
 
 using namespace cades_emulator;
 
-extern "C" HLOCAL LocalAlloc(UINT uFlags, SIZE_T uBytes)
-{
+extern "C" HLOCAL LocalAlloc(UINT uFlags, SIZE_T uBytes) {
     if ((uFlags & ~LMEM_ZEROINIT) != 0)
-        return failNull<void>(ERROR_INVALID_PARAMETER); // movable memory does not exist here
+        return failNull<void>(ERROR_INVALID_PARAMETER);  // movable memory does not exist here
     const size_t size = uBytes == 0 ? 1 : static_cast<size_t>(uBytes);
     void* memory = (uFlags & LMEM_ZEROINIT) != 0 ? std::calloc(1, size) : std::malloc(size);
-    if (memory == nullptr)
-        return failNull<void>(E_OUTOFMEMORY);
+    if (memory == nullptr) return failNull<void>(E_OUTOFMEMORY);
     return memory;
 }
 
-extern "C" HLOCAL LocalFree(HLOCAL hMem)
-{
+extern "C" HLOCAL LocalFree(HLOCAL hMem) {
     std::free(hMem);
     return nullptr;
 }

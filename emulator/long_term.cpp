@@ -25,83 +25,74 @@ constexpr const char* kCadesCTimeStamp = "1.2.840.113549.1.9.16.2.25";
 using Asn1ObjectPtr = std::unique_ptr<ASN1_OBJECT, OpenSslDeleter<ASN1_OBJECT_free>>;
 
 template <typename T, int (*Encode)(const T*, unsigned char**)>
-Bytes encode(const T* object)
-{
+Bytes encode(const T* object) {
     unsigned char* der = nullptr;
     const int length = object != nullptr ? Encode(object, &der) : 0;
-    if (length <= 0)
-        return {};
+    if (length <= 0) return {};
     OpenSslBuffer owned(der);
     return Bytes(der, der + length);
 }
 
 Bytes derOf(X509* certificate) { return encode<X509, i2d_X509>(certificate); }
 
-Bytes hashOf(const EVP_MD* digest, const Bytes& data)
-{
+Bytes hashOf(const EVP_MD* digest, const Bytes& data) {
     unsigned char hash[EVP_MAX_MD_SIZE];
     unsigned int length = 0;
     static const unsigned char nothing = 0;
-    if (EVP_Digest(data.empty() ? &nothing : data.data(), data.size(), hash, &length, digest, nullptr) != 1)
-        return {};
+    if (EVP_Digest(data.empty() ? &nothing : data.data(), data.size(), hash, &length, digest, nullptr) != 1) return {};
     return Bytes(hash, hash + length);
 }
 
 // OtherHash as OtherHashAlgAndValue { hashAlgorithm, hashValue }.
-Bytes otherHash(const EVP_MD* digest, const Bytes& data)
-{
+Bytes otherHash(const EVP_MD* digest, const Bytes& data) {
     std::unique_ptr<X509_ALGOR, OpenSslDeleter<X509_ALGOR_free>> algorithm(X509_ALGOR_new());
-    if (!algorithm)
-        return {};
+    if (!algorithm) return {};
     X509_ALGOR_set_md(algorithm.get(), digest);
-    return der::sequence({encode<X509_ALGOR, i2d_X509_ALGOR>(algorithm.get()), der::element(der::kOctetString, hashOf(digest, data))});
+    return der::sequence(
+        {encode<X509_ALGOR, i2d_X509_ALGOR>(algorithm.get()), der::element(der::kOctetString, hashOf(digest, data))});
 }
 
 // OtherCertID { otherCertHash, issuerSerial { GeneralNames { directoryName }, serialNumber } }.
-Bytes otherCertId(const EVP_MD* digest, X509* certificate)
-{
+Bytes otherCertId(const EVP_MD* digest, X509* certificate) {
     const Bytes issuer = encode<X509_NAME, i2d_X509_NAME>(X509_get_issuer_name(certificate));
     const Bytes serial = encode<ASN1_INTEGER, i2d_ASN1_INTEGER>(X509_get0_serialNumber(certificate));
-    return der::sequence({otherHash(digest, derOf(certificate)), der::sequence({der::sequence({der::explicitTag(4, issuer)}), serial})});
+    return der::sequence(
+        {otherHash(digest, derOf(certificate)), der::sequence({der::sequence({der::explicitTag(4, issuer)}), serial})});
 }
 
 // The chain from the signer's certificate up to the root; the CA certificates are chain[1..].
-Bytes certificateRefs(const EVP_MD* digest, const std::vector<X509*>& chain)
-{
+Bytes certificateRefs(const EVP_MD* digest, const std::vector<X509*>& chain) {
     std::vector<Bytes> ids;
-    for (size_t i = 1; i < chain.size(); ++i)
-        ids.push_back(otherCertId(digest, chain[i]));
+    for (size_t i = 1; i < chain.size(); ++i) ids.push_back(otherCertId(digest, chain[i]));
     return der::sequenceOf(ids);
 }
 
-Bytes certificateValues(const std::vector<X509*>& chain)
-{
+Bytes certificateValues(const std::vector<X509*>& chain) {
     std::vector<Bytes> values;
-    for (size_t i = 1; i < chain.size(); ++i)
-        values.push_back(derOf(chain[i]));
+    for (size_t i = 1; i < chain.size(); ++i) values.push_back(derOf(chain[i]));
     return der::sequenceOf(values);
 }
 
 // OcspResponsesID { ocspIdentifier { ocspResponderID, producedAt }, ocspRepHash }.
-Bytes ocspResponsesId(const EVP_MD* digest, OCSP_BASICRESP* response, const Bytes& responseDer)
-{
+Bytes ocspResponsesId(const EVP_MD* digest, OCSP_BASICRESP* response, const Bytes& responseDer) {
     const ASN1_OCTET_STRING* keyHash = nullptr;
     const X509_NAME* name = nullptr;
     OCSP_resp_get0_id(response, &keyHash, &name);
     const Bytes responder =
-        name != nullptr ? der::explicitTag(1, encode<X509_NAME, i2d_X509_NAME>(name))
-                        : der::explicitTag(2, der::element(der::kOctetString,
-                                                           Bytes(ASN1_STRING_get0_data(keyHash),
-                                                                 ASN1_STRING_get0_data(keyHash) + ASN1_STRING_length(keyHash))));
-    const Bytes producedAt = encode<ASN1_GENERALIZEDTIME, i2d_ASN1_GENERALIZEDTIME>(OCSP_resp_get0_produced_at(response));
+        name != nullptr
+            ? der::explicitTag(1, encode<X509_NAME, i2d_X509_NAME>(name))
+            : der::explicitTag(2, der::element(der::kOctetString,
+                                               Bytes(ASN1_STRING_get0_data(keyHash),
+                                                     ASN1_STRING_get0_data(keyHash) + ASN1_STRING_length(keyHash))));
+    const Bytes producedAt =
+        encode<ASN1_GENERALIZEDTIME, i2d_ASN1_GENERALIZEDTIME>(OCSP_resp_get0_produced_at(response));
     return der::sequence({der::sequence({responder, producedAt}), otherHash(digest, responseDer)});
 }
 
 // One CrlOcspRef per certificate below the root, in chain order: [1] OcspListID with the
 // response about it, or empty when no responder was asked.
 Bytes revocationRefs(const EVP_MD* digest, const std::vector<X509*>& chain, const std::vector<OCSP_BASICRESP*>& parsed,
-                     const std::vector<Bytes>& responses)
-{
+                     const std::vector<Bytes>& responses) {
     std::vector<Bytes> refs;
     for (size_t i = 0; i + 1 < chain.size(); ++i) {
         const int found = responseAbout(parsed, chain[i], chain[i + 1]);
@@ -109,22 +100,21 @@ Bytes revocationRefs(const EVP_MD* digest, const std::vector<X509*>& chain, cons
             refs.push_back(der::sequence({}));
             continue;
         }
-        const Bytes id = ocspResponsesId(digest, parsed[static_cast<size_t>(found)], responses[static_cast<size_t>(found)]);
+        const Bytes id =
+            ocspResponsesId(digest, parsed[static_cast<size_t>(found)], responses[static_cast<size_t>(found)]);
         refs.push_back(der::sequence({der::explicitTag(1, der::sequence({der::sequence({id})}))}));
     }
     return der::sequenceOf(refs);
 }
 
 // RevocationValues { ocspVals [1] SEQUENCE OF BasicOCSPResponse }.
-Bytes revocationValues(const std::vector<Bytes>& responses)
-{
+Bytes revocationValues(const std::vector<Bytes>& responses) {
     return der::sequence({der::explicitTag(1, der::sequenceOf(responses))});
 }
 
 Asn1ObjectPtr object(const char* oid) { return Asn1ObjectPtr(OBJ_txt2obj(oid, 1)); }
 
-bool addUnsigned(CMS_SignerInfo* signer, const char* oid, const Bytes& value)
-{
+bool addUnsigned(CMS_SignerInfo* signer, const char* oid, const Bytes& value) {
     Asn1StringPtr sequence(ASN1_STRING_new());
     Asn1ObjectPtr type = object(oid);
     return !value.empty() && sequence && type &&
@@ -132,74 +122,60 @@ bool addUnsigned(CMS_SignerInfo* signer, const char* oid, const Bytes& value)
            CMS_unsigned_add1_attr_by_OBJ(signer, type.get(), V_ASN1_SEQUENCE, sequence.get(), -1) == 1;
 }
 
-X509_ATTRIBUTE* unsignedAttribute(CMS_SignerInfo* signer, const char* oid)
-{
+X509_ATTRIBUTE* unsignedAttribute(CMS_SignerInfo* signer, const char* oid) {
     Asn1ObjectPtr type = object(oid);
     const int index = type ? CMS_unsigned_get_attr_by_OBJ(signer, type.get(), -1) : -1;
     return index >= 0 ? CMS_unsigned_get_attr(signer, index) : nullptr;
 }
 
 // The one SEQUENCE value of an unsigned attribute; nullopt when absent or otherwise.
-std::optional<Bytes> unsignedValue(CMS_SignerInfo* signer, const char* oid)
-{
+std::optional<Bytes> unsignedValue(CMS_SignerInfo* signer, const char* oid) {
     X509_ATTRIBUTE* attribute = unsignedAttribute(signer, oid);
-    if (attribute == nullptr || X509_ATTRIBUTE_count(attribute) != 1)
-        return std::nullopt;
+    if (attribute == nullptr || X509_ATTRIBUTE_count(attribute) != 1) return std::nullopt;
     const ASN1_TYPE* value = X509_ATTRIBUTE_get0_type(attribute, 0);
-    if (value == nullptr || value->type != V_ASN1_SEQUENCE)
-        return std::nullopt;
+    if (value == nullptr || value->type != V_ASN1_SEQUENCE) return std::nullopt;
     const unsigned char* data = ASN1_STRING_get0_data(value->value.sequence);
     return Bytes(data, data + ASN1_STRING_length(value->value.sequence));
 }
 
-Bytes signatureValue(CMS_SignerInfo* signer)
-{
+Bytes signatureValue(CMS_SignerInfo* signer) {
     const ASN1_OCTET_STRING* value = CMS_SignerInfo_get0_signature(signer);
     const unsigned char* data = ASN1_STRING_get0_data(value);
     return Bytes(data, data + ASN1_STRING_length(value));
 }
 
 // What the CAdES-C time-stamp covers; empty when an attribute is missing.
-Bytes cadesCTimeStampedData(CMS_SignerInfo* signer)
-{
+Bytes cadesCTimeStampedData(CMS_SignerInfo* signer) {
     Bytes data = signatureValue(signer);
     for (const char* oid : {kSignatureTimeStamp, kCertificateRefs, kRevocationRefs}) {
         const Bytes attribute = encode<X509_ATTRIBUTE, i2d_X509_ATTRIBUTE>(unsignedAttribute(signer, oid));
-        if (attribute.empty())
-            return {};
+        if (attribute.empty()) return {};
         data.insert(data.end(), attribute.begin(), attribute.end());
     }
     return data;
 }
 
-const EVP_MD* signerDigest(CMS_SignerInfo* signer)
-{
+const EVP_MD* signerDigest(CMS_SignerInfo* signer) {
     X509_ALGOR* algorithm = nullptr;
     CMS_SignerInfo_get0_algs(signer, nullptr, nullptr, &algorithm, nullptr);
     const ASN1_OBJECT* oid = nullptr;
-    if (algorithm != nullptr)
-        X509_ALGOR_get0(&oid, nullptr, nullptr, algorithm);
+    if (algorithm != nullptr) X509_ALGOR_get0(&oid, nullptr, nullptr, algorithm);
     return oid != nullptr ? EVP_get_digestbyobj(oid) : nullptr;
 }
 
-DWORD chainError(DWORD trustErrors)
-{
-    if ((trustErrors & CERT_TRUST_IS_NOT_TIME_VALID) != 0)
-        return CERT_E_EXPIRED;
-    if ((trustErrors & CERT_TRUST_IS_UNTRUSTED_ROOT) != 0)
-        return CERT_E_UNTRUSTEDROOT;
+DWORD chainError(DWORD trustErrors) {
+    if ((trustErrors & CERT_TRUST_IS_NOT_TIME_VALID) != 0) return CERT_E_EXPIRED;
+    if ((trustErrors & CERT_TRUST_IS_UNTRUSTED_ROOT) != 0) return CERT_E_UNTRUSTEDROOT;
     return CERT_E_CHAINING;
 }
 
 struct OcspBasicList {
     std::vector<OcspBasicPtr> owned;
     std::vector<OCSP_BASICRESP*> pointers;
-    bool add(const Bytes& der)
-    {
+    bool add(const Bytes& der) {
         const unsigned char* cursor = der.data();
         OcspBasicPtr parsed(d2i_OCSP_BASICRESP(nullptr, &cursor, static_cast<long>(der.size())));
-        if (!parsed || cursor != der.data() + der.size())
-            return false;
+        if (!parsed || cursor != der.data() + der.size()) return false;
         pointers.push_back(parsed.get());
         owned.push_back(std::move(parsed));
         return true;
@@ -207,8 +183,7 @@ struct OcspBasicList {
 };
 
 // The elements of a DER SEQUENCE; false when it is something else.
-bool sequenceItems(const Bytes& encoded, std::vector<Bytes>& items)
-{
+bool sequenceItems(const Bytes& encoded, std::vector<Bytes>& items) {
     BYTE tag = 0;
     Bytes content;
     size_t total = 0;
@@ -222,69 +197,55 @@ struct ParsedValues {
     OcspBasicList responses;
 };
 
-bool parseCertificateValues(const Bytes& encoded, ParsedValues& values)
-{
+bool parseCertificateValues(const Bytes& encoded, ParsedValues& values) {
     std::vector<Bytes> items;
-    if (!sequenceItems(encoded, items))
-        return false;
+    if (!sequenceItems(encoded, items)) return false;
     for (const Bytes& item : items) {
         const unsigned char* cursor = item.data();
         X509Ptr certificate(d2i_X509(nullptr, &cursor, static_cast<long>(item.size())));
-        if (!certificate)
-            return false;
+        if (!certificate) return false;
         values.certificates.push_back(std::move(certificate));
     }
     return true;
 }
 
-bool parseRevocationValues(const Bytes& encoded, ParsedValues& values)
-{
+bool parseRevocationValues(const Bytes& encoded, ParsedValues& values) {
     std::vector<Bytes> fields;
-    if (!sequenceItems(encoded, fields))
-        return false;
+    if (!sequenceItems(encoded, fields)) return false;
     for (const Bytes& field : fields) {
         BYTE tag = 0;
         Bytes inner;
         size_t total = 0;
-        if (!der::split(field.data(), field.size(), &tag, &inner, &total))
-            return false;
-        if (tag != 0xA1)
-            continue; // CRLs and other values are not used here
+        if (!der::split(field.data(), field.size(), &tag, &inner, &total)) return false;
+        if (tag != 0xA1) continue;  // CRLs and other values are not used here
         std::vector<Bytes> responses;
-        if (!sequenceItems(inner, responses))
-            return false;
+        if (!sequenceItems(inner, responses)) return false;
         for (const Bytes& response : responses) {
-            if (!values.responses.add(response))
-                return false;
+            if (!values.responses.add(response)) return false;
             values.responseDers.push_back(response);
         }
     }
     return true;
 }
 
-EvidenceCheck verdict(EvidenceCheck check, DWORD status, DWORD errorCode)
-{
+EvidenceCheck verdict(EvidenceCheck check, DWORD status, DWORD errorCode) {
     check.status = status;
     check.errorCode = errorCode;
     return check;
 }
 
-} // namespace
+}  // namespace
 
-DWORD timeStampAddressOf(const CADES_SIGN_PARA* cadesPara, std::string& address)
-{
+DWORD timeStampAddressOf(const CADES_SIGN_PARA* cadesPara, std::string& address) {
     const CADES_SERVICE_CONNECTION_PARA* tsp = cadesPara != nullptr ? cadesPara->pTspConnectionPara : nullptr;
-    if (tsp == nullptr || tsp->wszUri == nullptr || *tsp->wszUri == L'\0')
-        return TSPCLI_ERROR_AddressIsEmpty;
+    if (tsp == nullptr || tsp->wszUri == nullptr || *tsp->wszUri == L'\0') return TSPCLI_ERROR_AddressIsEmpty;
     return plainHttpAddress(tsp->wszUri, address) ? 0 : E_INVALIDARG;
 }
 
 DWORD addLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer, X509* signerCertificate,
-                          const std::string& tspAddress)
-{
+                          const std::string& tspAddress) {
     const EVP_MD* digest = signerDigest(signer);
-    if (digest == nullptr)
-        return NTE_BAD_ALGID;
+    if (digest == nullptr) return NTE_BAD_ALGID;
     Bytes signatureTimeStamp;
     if (const DWORD error = requestTimeStamp(tspAddress, digest, signatureValue(signer), signatureTimeStamp))
         return error;
@@ -294,26 +255,21 @@ DWORD addLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer, X509* si
     for (int i = 0; messageCertificates && i < sk_X509_num(messageCertificates.get()); ++i)
         extra.push_back(sk_X509_value(messageCertificates.get(), i));
     const ChainResult built = buildChain(signerCertificate, extra);
-    if (!built.trusted())
-        return chainError(built.chainErrors);
+    if (!built.trusted()) return chainError(built.chainErrors);
     std::vector<X509*> chain;
-    for (const X509Ptr& certificate : built.certificates)
-        chain.push_back(certificate.get());
+    for (const X509Ptr& certificate : built.certificates) chain.push_back(certificate.get());
 
     std::vector<Bytes> responses;
     OcspBasicList parsed;
     for (size_t i = 0; i + 1 < chain.size(); ++i) {
         const std::string address = ocspAddressOf(chain[i]);
         if (address.empty()) {
-            if (i == 0)
-                return OCSPCLI_ERROR_AddressNotFound;
-            continue; // a CA without a responder of its own: its reference stays empty
+            if (i == 0) return OCSPCLI_ERROR_AddressNotFound;
+            continue;  // a CA without a responder of its own: its reference stays empty
         }
         Bytes response;
-        if (const DWORD error = askCertificateStatus(address, chain[i], chain[i + 1], extra, response))
-            return error;
-        if (!parsed.add(response))
-            return CRYPT_E_NO_REVOCATION_CHECK;
+        if (const DWORD error = askCertificateStatus(address, chain[i], chain[i + 1], extra, response)) return error;
+        if (!parsed.add(response)) return CRYPT_E_NO_REVOCATION_CHECK;
         responses.push_back(std::move(response));
     }
 
@@ -330,15 +286,13 @@ DWORD addLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer, X509* si
 }
 
 EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer, X509* signerCertificate,
-                                    const std::vector<X509*>& extra)
-{
+                                    const std::vector<X509*>& extra) {
     EvidenceCheck check;
     bool extended = false;
     for (const char* oid : {kCertificateRefs, kRevocationRefs, kCertificateValues, kRevocationValues, kCadesCTimeStamp})
         extended = extended || unsignedAttribute(signer, oid) != nullptr;
     const bool stamped = unsignedAttribute(signer, kSignatureTimeStamp) != nullptr;
-    if (!stamped && !extended)
-        return check; // CAdES-BES: nothing to check here
+    if (!stamped && !extended) return check;  // CAdES-BES: nothing to check here
 
     std::vector<X509*> helpers = extra;
     X509StackPtr messageCertificates(CMS_get1_certs(cms));
@@ -349,8 +303,7 @@ EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer
     if (!signatureTimeStamp ||
         !verifyTimeStampToken(*signatureTimeStamp, signatureValue(signer), helpers, &check.signatureTimeStampTime))
         return verdict(std::move(check), CADES_VERIFY_NO_VALID_SIGNATURE_TIMESTAMP, NTE_BAD_SIGNATURE);
-    if (!extended)
-        return check; // CAdES-T
+    if (!extended) return check;  // CAdES-T
 
     const std::optional<Bytes> certificateRefsValue = unsignedValue(signer, kCertificateRefs);
     const std::optional<Bytes> revocationRefsValue = unsignedValue(signer, kRevocationRefs);
@@ -360,14 +313,14 @@ EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer
     std::vector<Bytes> unused;
     if (!certificateRefsValue || !revocationRefsValue || !certificateValuesValue || !revocationValuesValue ||
         !sequenceItems(*certificateRefsValue, unused) || !sequenceItems(*revocationRefsValue, unused) ||
-        !parseCertificateValues(*certificateValuesValue, values) || !parseRevocationValues(*revocationValuesValue, values))
+        !parseCertificateValues(*certificateValuesValue, values) ||
+        !parseRevocationValues(*revocationValuesValue, values))
         return verdict(std::move(check), CADES_VERIFY_INVALID_REFS_AND_VALUES, CRYPT_E_ATTRIBUTES_MISSING);
 
     // The references, made again from the values, must be the ones the signer carries.
     const EVP_MD* digest = signerDigest(signer);
     std::vector<X509*> chain{signerCertificate};
-    for (const X509Ptr& certificate : values.certificates)
-        chain.push_back(certificate.get());
+    for (const X509Ptr& certificate : values.certificates) chain.push_back(certificate.get());
     if (digest == nullptr || certificateRefs(digest, chain) != *certificateRefsValue ||
         revocationRefs(digest, chain, values.responses.pointers, values.responseDers) != *revocationRefsValue)
         return verdict(std::move(check), CADES_VERIFY_REFS_AND_VALUES_NO_MATCH, CRYPT_E_HASH_VALUE);
@@ -378,4 +331,4 @@ EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer
     return check;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -47,4 +47,4 @@ struct EvidenceCheck {
 EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer, X509* signerCertificate,
                                     const std::vector<X509*>& extra);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

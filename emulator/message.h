@@ -16,12 +16,12 @@ struct DecodedMessage {
     // As received when it came in several updates; a message given whole in its final update is
     // decoded where the caller keeps it, and re-encoded when asked for, as after a change.
     std::vector<BYTE> encoded;
-    CmsPtr cms;                // set after the final update
+    CmsPtr cms;  // set after the final update
     std::vector<BYTE> detachedContent;
     bool modified = false;
 
     int signerCount() const;
-    CMS_SignerInfo* signer(DWORD index) const; // null when out of range
+    CMS_SignerInfo* signer(DWORD index) const;  // null when out of range
     // The signed content: the embedded one, or the detached content fed so far. Valid while the
     // message lives and takes no further updates.
     ContentView content() const;
@@ -30,4 +30,4 @@ struct DecodedMessage {
 // The message behind a handle once decoded; otherwise null with the last error set.
 DecodedMessage* decodedMessage(HCRYPTMSG handle);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

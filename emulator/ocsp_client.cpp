@@ -20,8 +20,7 @@ struct StringStackDeleter {
 };
 
 // The status of the one answer about `id`, when the response is current.
-DWORD statusIn(OCSP_BASICRESP* basic, OCSP_CERTID* id)
-{
+DWORD statusIn(OCSP_BASICRESP* basic, OCSP_CERTID* id) {
     int status = -1;
     int reason = 0;
     ASN1_GENERALIZEDTIME* revokedAt = nullptr;
@@ -30,43 +29,36 @@ DWORD statusIn(OCSP_BASICRESP* basic, OCSP_CERTID* id)
     if (OCSP_resp_find_status(basic, id, &status, &reason, &revokedAt, &thisUpdate, &nextUpdate) != 1 ||
         OCSP_check_validity(thisUpdate, nextUpdate, 300, -1) != 1)
         return CRYPT_E_NO_REVOCATION_CHECK;
-    if (status == V_OCSP_CERTSTATUS_REVOKED)
-        return CRYPT_E_REVOKED;
+    if (status == V_OCSP_CERTSTATUS_REVOKED) return CRYPT_E_REVOKED;
     return status == V_OCSP_CERTSTATUS_GOOD ? 0 : CRYPT_E_NO_REVOCATION_CHECK;
 }
 
 DWORD judge(OCSP_REQUEST* request, const std::vector<BYTE>& answer, OCSP_CERTID* id, const std::vector<X509*>& extra,
-            OcspBasicPtr& basic)
-{
+            OcspBasicPtr& basic) {
     const unsigned char* cursor = answer.data();
     OcspResponsePtr response(d2i_OCSP_RESPONSE(nullptr, &cursor, static_cast<long>(answer.size())));
     if (!response || OCSP_response_status(response.get()) != OCSP_RESPONSE_STATUS_SUCCESSFUL)
         return CRYPT_E_NO_REVOCATION_CHECK;
     basic.reset(OCSP_response_get1_basic(response.get()));
-    if (!basic || OCSP_check_nonce(request, basic.get()) != 1)
-        return CRYPT_E_NO_REVOCATION_CHECK;
+    if (!basic || OCSP_check_nonce(request, basic.get()) != 1) return CRYPT_E_NO_REVOCATION_CHECK;
     TrustMaterial trust = loadTrust(extra);
     if (OCSP_basic_verify(basic.get(), trust.untrusted.get(), trust.anchors.get(), 0) != 1)
         return CRYPT_E_NO_REVOCATION_CHECK;
     return statusIn(basic.get(), id);
 }
 
-} // namespace
+}  // namespace
 
-std::string ocspAddressOf(X509* certificate)
-{
+std::string ocspAddressOf(X509* certificate) {
     std::unique_ptr<STACK_OF(OPENSSL_STRING), StringStackDeleter> addresses(X509_get1_ocsp(certificate));
-    if (!addresses || sk_OPENSSL_STRING_num(addresses.get()) == 0)
-        return {};
+    if (!addresses || sk_OPENSSL_STRING_num(addresses.get()) == 0) return {};
     const char* redirected = std::getenv("CADES_EMULATOR_OCSP_URL");
-    if (redirected != nullptr && *redirected != '\0')
-        return redirected;
+    if (redirected != nullptr && *redirected != '\0') return redirected;
     return sk_OPENSSL_STRING_value(addresses.get(), 0);
 }
 
-DWORD askCertificateStatus(const std::string& address, X509* certificate, X509* issuer,
-                           const std::vector<X509*>& extra, std::vector<BYTE>& basicResponse)
-{
+DWORD askCertificateStatus(const std::string& address, X509* certificate, X509* issuer, const std::vector<X509*>& extra,
+                           std::vector<BYTE>& basicResponse) {
     OcspRequestPtr request(OCSP_REQUEST_new());
     OCSP_CERTID* id = OCSP_cert_to_id(EVP_sha1(), certificate, issuer);
     if (!request || id == nullptr || OCSP_request_add0_id(request.get(), id) == nullptr) {
@@ -74,9 +66,9 @@ DWORD askCertificateStatus(const std::string& address, X509* certificate, X509* 
         return NTE_BAD_DATA;
     }
     unsigned char* der = nullptr;
-    const int length = OCSP_request_add1_nonce(request.get(), nullptr, -1) == 1 ? i2d_OCSP_REQUEST(request.get(), &der) : 0;
-    if (length <= 0)
-        return NTE_BAD_DATA;
+    const int length =
+        OCSP_request_add1_nonce(request.get(), nullptr, -1) == 1 ? i2d_OCSP_REQUEST(request.get(), &der) : 0;
+    if (length <= 0) return NTE_BAD_DATA;
     OpenSslBuffer ownedRequest(der);
     std::vector<BYTE> answer;
     if (!postToService(address, "application/ocsp-request", "application/ocsp-response",
@@ -85,24 +77,20 @@ DWORD askCertificateStatus(const std::string& address, X509* certificate, X509* 
     OcspBasicPtr basic;
     const DWORD verdict = judge(request.get(), answer, id, extra, basic);
     ERR_clear_error();
-    if (verdict != 0)
-        return verdict;
+    if (verdict != 0) return verdict;
     unsigned char* basicDer = nullptr;
     const int basicLength = i2d_OCSP_BASICRESP(basic.get(), &basicDer);
-    if (basicLength <= 0)
-        return CRYPT_E_NO_REVOCATION_CHECK;
+    if (basicLength <= 0) return CRYPT_E_NO_REVOCATION_CHECK;
     OpenSslBuffer ownedBasic(basicDer);
     basicResponse.assign(basicDer, basicDer + basicLength);
     return 0;
 }
 
-int responseAbout(const std::vector<OCSP_BASICRESP*>& responses, X509* certificate, X509* issuer)
-{
+int responseAbout(const std::vector<OCSP_BASICRESP*>& responses, X509* certificate, X509* issuer) {
     OcspCertIdPtr id(OCSP_cert_to_id(EVP_sha1(), certificate, issuer));
     for (size_t i = 0; id && i < responses.size(); ++i)
-        if (OCSP_resp_find(responses[i], id.get(), -1) >= 0)
-            return static_cast<int>(i);
+        if (OCSP_resp_find(responses[i], id.get(), -1) >= 0) return static_cast<int>(i);
     return -1;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

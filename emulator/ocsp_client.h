@@ -26,11 +26,11 @@ std::string ocspAddressOf(X509* certificate);
 //   CRYPT_E_NO_REVOCATION_CHECK  not an OCSPResponse, unsuccessful, unsigned or badly signed,
 //                                wrong nonce, stale, or the certificate's status is unknown
 //   CRYPT_E_REVOKED              the certificate is revoked
-DWORD askCertificateStatus(const std::string& address, X509* certificate, X509* issuer,
-                           const std::vector<X509*>& extra, std::vector<BYTE>& basicResponse);
+DWORD askCertificateStatus(const std::string& address, X509* certificate, X509* issuer, const std::vector<X509*>& extra,
+                           std::vector<BYTE>& basicResponse);
 
 // The response, among `responses`, whose answer is about `certificate` issued by `issuer`;
 // -1 when none is.
 int responseAbout(const std::vector<OCSP_BASICRESP*>& responses, X509* certificate, X509* issuer);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -15,7 +15,9 @@ namespace cades_emulator {
 template <auto FreeFunction>
 struct OpenSslDeleter {
     template <typename T>
-    void operator()(T* object) const { FreeFunction(object); }
+    void operator()(T* object) const {
+        FreeFunction(object);
+    }
 };
 
 struct X509StackDeleter {
@@ -40,16 +42,14 @@ using EssSigningCertV2Ptr = std::unique_ptr<ESS_SIGNING_CERT_V2, OpenSslDeleter<
 using EssSigningCertPtr = std::unique_ptr<ESS_SIGNING_CERT, OpenSslDeleter<ESS_SIGNING_CERT_free>>;
 using OpenSslBuffer = std::unique_ptr<unsigned char, OpenSslBufferDeleter>;
 
-inline X509Ptr shareX509(X509* certificate)
-{
+inline X509Ptr shareX509(X509* certificate) {
     X509_up_ref(certificate);
     return X509Ptr(certificate);
 }
 
 // A read-only memory BIO over the bytes (valid while they live); empty data works too.
 template <typename Bytes>
-BioPtr memoryBio(const Bytes& bytes)
-{
+BioPtr memoryBio(const Bytes& bytes) {
     static const unsigned char nothing = 0;
     const void* data = bytes.empty() ? static_cast<const void*>(&nothing) : static_cast<const void*>(bytes.data());
     return BioPtr(BIO_new_mem_buf(data, static_cast<int>(bytes.size())));
@@ -58,12 +58,10 @@ BioPtr memoryBio(const Bytes& bytes)
 inline X509StackPtr newX509Stack() { return X509StackPtr(sk_X509_new_null()); }
 
 // Adds a shared reference of the certificate to the stack.
-inline bool pushShared(STACK_OF(X509) * stack, X509* certificate)
-{
-    if (sk_X509_push(stack, certificate) <= 0)
-        return false;
+inline bool pushShared(STACK_OF(X509) * stack, X509* certificate) {
+    if (sk_X509_push(stack, certificate) <= 0) return false;
     X509_up_ref(certificate);
     return true;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

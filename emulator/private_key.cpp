@@ -13,23 +13,19 @@
 namespace cades_emulator {
 namespace {
 
-HandleRegistry<AcquiredKey>& acquiredKeys()
-{
+HandleRegistry<AcquiredKey>& acquiredKeys() {
     static HandleRegistry<AcquiredKey> registry;
     return registry;
 }
 
-EvpPkeyPtr readKeyFile(const std::filesystem::path& file)
-{
+EvpPkeyPtr readKeyFile(const std::filesystem::path& file) {
     BioPtr in(BIO_new_file(file.c_str(), "r"));
-    if (!in)
-        return nullptr;
+    if (!in) return nullptr;
     return EvpPkeyPtr(PEM_read_bio_PrivateKey(in.get(), nullptr, nullptr, nullptr));
 }
 
 // Key file of the same certificate in the personal store, or empty.
-std::filesystem::path personalKeyFileFor(const CertificateData& certificate)
-{
+std::filesystem::path personalKeyFileFor(const CertificateData& certificate) {
     HCERTSTORE handle = openSystemStore("My");
     std::filesystem::path keyFile;
     if (CertStore* store = findStore(handle)) {
@@ -40,10 +36,9 @@ std::filesystem::path personalKeyFileFor(const CertificateData& certificate)
     return keyFile;
 }
 
-} // namespace
+}  // namespace
 
-EvpPkeyPtr loadPrivateKey(PCCERT_CONTEXT context)
-{
+EvpPkeyPtr loadPrivateKey(PCCERT_CONTEXT context) {
     const CertificateData* certificate = findCertificate(context);
     if (certificate == nullptr) {
         fail(E_INVALIDARG);
@@ -51,39 +46,34 @@ EvpPkeyPtr loadPrivateKey(PCCERT_CONTEXT context)
     }
     ensureGostEngine();
     std::filesystem::path keyFile = certificate->keyFile();
-    if (keyFile.empty())
-        keyFile = personalKeyFileFor(*certificate);
+    if (keyFile.empty()) keyFile = personalKeyFileFor(*certificate);
     if (keyFile.empty()) {
         fail(NTE_NO_KEY);
         return nullptr;
     }
     EvpPkeyPtr key = readKeyFile(keyFile);
     if (!key || X509_check_private_key(certificate->x509(), key.get()) != 1) {
-        fail(NTE_BAD_KEYSET); // unreadable, or not the key of this certificate
+        fail(NTE_BAD_KEYSET);  // unreadable, or not the key of this certificate
         return nullptr;
     }
     return key;
 }
 
-const AcquiredKey* findAcquiredKey(HCRYPTPROV provider)
-{
+const AcquiredKey* findAcquiredKey(HCRYPTPROV provider) {
     return acquiredKeys().find(reinterpret_cast<const void*>(static_cast<uintptr_t>(provider)));
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator
 
 using namespace cades_emulator;
 
 extern "C" BOOL CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert, DWORD dwFlags, void* pvParameters,
                                                   HCRYPTPROV* phCryptProvOrNCryptKey, DWORD* pdwKeySpec,
-                                                  BOOL* pfCallerFreeProvOrNCryptKey)
-{
+                                                  BOOL* pfCallerFreeProvOrNCryptKey) {
     (void)dwFlags, (void)pvParameters;
-    if (pCert == nullptr || phCryptProvOrNCryptKey == nullptr)
-        return fail(E_INVALIDARG);
+    if (pCert == nullptr || phCryptProvOrNCryptKey == nullptr) return fail(E_INVALIDARG);
     EvpPkeyPtr key = loadPrivateKey(pCert);
-    if (!key)
-        return FALSE; // loadPrivateKey set the error
+    if (!key) return FALSE;  // loadPrivateKey set the error
     auto acquired = std::make_unique<AcquiredKey>();
     acquired->key = std::move(key);
     acquired->certificate = shareX509(findCertificate(pCert)->x509());
@@ -91,18 +81,13 @@ extern "C" BOOL CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert, DWORD dw
     acquiredKeys().add(handle, std::move(acquired));
 
     *phCryptProvOrNCryptKey = static_cast<HCRYPTPROV>(reinterpret_cast<uintptr_t>(handle));
-    if (pdwKeySpec != nullptr)
-        *pdwKeySpec = AT_KEYEXCHANGE; // GOST key pairs serve signing and key agreement
-    if (pfCallerFreeProvOrNCryptKey != nullptr)
-        *pfCallerFreeProvOrNCryptKey = TRUE;
+    if (pdwKeySpec != nullptr) *pdwKeySpec = AT_KEYEXCHANGE;  // GOST key pairs serve signing and key agreement
+    if (pfCallerFreeProvOrNCryptKey != nullptr) *pfCallerFreeProvOrNCryptKey = TRUE;
     return TRUE;
 }
 
-extern "C" BOOL CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags)
-{
-    if (dwFlags != 0)
-        return fail(NTE_BAD_DATA); // no flags are defined for releasing
-    if (!acquiredKeys().take(reinterpret_cast<const void*>(static_cast<uintptr_t>(hProv))))
-        return fail(E_INVALIDARG);
+extern "C" BOOL CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
+    if (dwFlags != 0) return fail(NTE_BAD_DATA);  // no flags are defined for releasing
+    if (!acquiredKeys().take(reinterpret_cast<const void*>(static_cast<uintptr_t>(hProv)))) return fail(E_INVALIDARG);
     return TRUE;
 }

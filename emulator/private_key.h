@@ -18,4 +18,4 @@ struct AcquiredKey {
 };
 const AcquiredKey* findAcquiredKey(HCRYPTPROV provider);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -17,11 +17,11 @@ struct ContentView {
 };
 
 struct SignerCheck {
-    DWORD status = CADES_VERIFY_SUCCESS; // CADES_VERIFY_*
-    DWORD errorCode = ERROR_SUCCESS;     // the error code that goes with the status
-    X509Ptr signerCertificate;           // null when not found
+    DWORD status = CADES_VERIFY_SUCCESS;  // CADES_VERIFY_*
+    DWORD errorCode = ERROR_SUCCESS;      // the error code that goes with the status
+    X509Ptr signerCertificate;            // null when not found
     std::optional<FILETIME> signingTime;
-    std::optional<FILETIME> signatureTimeStampTime; // from a valid signature-time-stamp
+    std::optional<FILETIME> signatureTimeStampTime;  // from a valid signature-time-stamp
 };
 
 // Verifies one signer of a SignedData over `content`, in this order:
@@ -31,8 +31,7 @@ struct SignerCheck {
 //  13 content-type attribute differs from the encapsulated content type;
 //  5  no valid chain up to a root of the Root store (now; no revocation checking);
 //  3, 1, 4, 9  the long-term evidence the signer carries, if any (long_term.h).
-SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView content,
-                        HCERTSTORE extraStore);
+SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView content, HCERTSTORE extraStore);
 
 // The certificate a signer names, from the message, `extraStore` or the My/CA/Root stores.
 X509Ptr signerCertificateOf(CMS_ContentInfo* cms, CMS_SignerInfo* signer, HCERTSTORE extraStore);
@@ -47,4 +46,4 @@ ContentView embeddedContentView(CMS_ContentInfo* cms);
 // Blocks of content joined in order; false when a block is null but not empty.
 bool joinDetachedContent(DWORD count, const BYTE* blocks[], const DWORD sizes[], std::vector<BYTE>& content);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -43,4 +43,4 @@ CertStore* findStore(HCERTSTORE handle);
 // Every certificate of the My, CA and Root stores, read from disk now.
 std::vector<X509Ptr> loadSystemStoreCertificates(const std::string& name);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

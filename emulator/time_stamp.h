@@ -27,4 +27,4 @@ DWORD requestTimeStamp(const std::string& address, const EVP_MD* digest, const s
 bool verifyTimeStampToken(const std::vector<BYTE>& token, const std::vector<BYTE>& data,
                           const std::vector<X509*>& extra, std::optional<FILETIME>* when);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

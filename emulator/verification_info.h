@@ -11,4 +11,4 @@ PCADES_VERIFICATION_INFO newVerificationInfo(const SignerCheck& check);
 // Parsed SignedData, or null with the last error set.
 CmsPtr parseSignedData(const BYTE* data, DWORD size);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -15,10 +15,8 @@ constexpr char32_t kReplacement = 0xFFFD;
 
 bool isScalarValue(char32_t c) { return c < 0xD800 || (c > 0xDFFF && c <= 0x10FFFF); }
 
-void appendUtf8(std::string& out, char32_t c)
-{
-    if (!isScalarValue(c))
-        c = kReplacement;
+void appendUtf8(std::string& out, char32_t c) {
+    if (!isScalarValue(c)) c = kReplacement;
     if (c < 0x80) {
         out += static_cast<char>(c);
     } else if (c < 0x800) {
@@ -37,8 +35,7 @@ void appendUtf8(std::string& out, char32_t c)
 }
 
 // Decodes one UTF-8 sequence at `pos`; advances `pos`. Returns false on a malformed one.
-bool decodeUtf8(const std::string& in, size_t& pos, char32_t& out)
-{
+bool decodeUtf8(const std::string& in, size_t& pos, char32_t& out) {
     const auto byte = [&](size_t i) { return static_cast<unsigned char>(in[i]); };
     const unsigned char lead = byte(pos);
     size_t length = 0;
@@ -66,58 +63,49 @@ bool decodeUtf8(const std::string& in, size_t& pos, char32_t& out)
         value = (value << 6) | (byte(pos + i) & 0x3F);
     }
     pos += length;
-    if (value < minimum || !isScalarValue(value))
-        return false;
+    if (value < minimum || !isScalarValue(value)) return false;
     out = value;
     return true;
 }
 
 bool isSupportedCodePage(UINT codePage) { return codePage == CP_UTF8 || codePage == CP_ACP; }
 
-} // namespace
+}  // namespace
 
-std::string wideToUtf8(const std::wstring& wide)
-{
+std::string wideToUtf8(const std::wstring& wide) {
     std::string out;
     out.reserve(wide.size());
-    for (wchar_t c : wide)
-        appendUtf8(out, static_cast<char32_t>(c));
+    for (wchar_t c : wide) appendUtf8(out, static_cast<char32_t>(c));
     return out;
 }
 
-std::wstring utf8ToWide(const std::string& utf8, bool* valid)
-{
+std::wstring utf8ToWide(const std::string& utf8, bool* valid) {
     std::wstring out;
-    if (valid != nullptr)
-        *valid = true;
+    if (valid != nullptr) *valid = true;
     size_t pos = 0;
     while (pos < utf8.size()) {
         char32_t c = 0;
         if (!decodeUtf8(utf8, pos, c)) {
             c = kReplacement;
-            if (valid != nullptr)
-                *valid = false;
+            if (valid != nullptr) *valid = false;
         }
         out += static_cast<wchar_t>(c);
     }
     return out;
 }
 
-} // namespace cades_emulator
+}  // namespace cades_emulator
 
 using namespace cades_emulator;
 
 extern "C" int WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharStr, int cchWideChar,
                                    LPSTR lpMultiByteStr, int cbMultiByte, LPCSTR lpDefaultChar,
-                                   BOOL* lpUsedDefaultChar)
-{
+                                   BOOL* lpUsedDefaultChar) {
     if (!isSupportedCodePage(CodePage) || (dwFlags & ~WC_ERR_INVALID_CHARS) != 0 || lpWideCharStr == nullptr ||
-        cchWideChar == 0 ||
-        cchWideChar < -1 || cbMultiByte < 0 || (cbMultiByte > 0 && lpMultiByteStr == nullptr))
+        cchWideChar == 0 || cchWideChar < -1 || cbMultiByte < 0 || (cbMultiByte > 0 && lpMultiByteStr == nullptr))
         return fail(ERROR_INVALID_PARAMETER);
     // UTF-8 has no unmappable characters, so a default character makes no sense.
-    if (lpDefaultChar != nullptr || lpUsedDefaultChar != nullptr)
-        return fail(ERROR_INVALID_PARAMETER);
+    if (lpDefaultChar != nullptr || lpUsedDefaultChar != nullptr) return fail(ERROR_INVALID_PARAMETER);
 
     // -1 means zero-terminated, and the terminator is converted and counted too.
     const size_t length = cchWideChar == -1 ? std::wcslen(lpWideCharStr) + 1 : static_cast<size_t>(cchWideChar);
@@ -126,17 +114,14 @@ extern "C" int WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideC
         std::any_of(wide.begin(), wide.end(), [](wchar_t c) { return !isScalarValue(static_cast<char32_t>(c)); }))
         return fail(ERROR_NO_UNICODE_TRANSLATION);
     const std::string converted = wideToUtf8(wide);
-    if (cbMultiByte == 0)
-        return static_cast<int>(converted.size());
-    if (converted.size() > static_cast<size_t>(cbMultiByte))
-        return fail(ERROR_INSUFFICIENT_BUFFER);
+    if (cbMultiByte == 0) return static_cast<int>(converted.size());
+    if (converted.size() > static_cast<size_t>(cbMultiByte)) return fail(ERROR_INSUFFICIENT_BUFFER);
     std::memcpy(lpMultiByteStr, converted.data(), converted.size());
     return static_cast<int>(converted.size());
 }
 
 extern "C" int MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiByteStr, int cbMultiByte,
-                                   LPWSTR lpWideCharStr, int cchWideChar)
-{
+                                   LPWSTR lpWideCharStr, int cchWideChar) {
     if (!isSupportedCodePage(CodePage) || (dwFlags & ~MB_ERR_INVALID_CHARS) != 0 || lpMultiByteStr == nullptr ||
         cbMultiByte == 0 || cbMultiByte < -1 || cchWideChar < 0 || (cchWideChar > 0 && lpWideCharStr == nullptr))
         return fail(ERROR_INVALID_PARAMETER);
@@ -144,12 +129,9 @@ extern "C" int MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiB
     const size_t length = cbMultiByte == -1 ? std::strlen(lpMultiByteStr) + 1 : static_cast<size_t>(cbMultiByte);
     bool valid = true;
     const std::wstring converted = utf8ToWide(std::string(lpMultiByteStr, length), &valid);
-    if (!valid && (dwFlags & MB_ERR_INVALID_CHARS) != 0)
-        return fail(ERROR_NO_UNICODE_TRANSLATION);
-    if (cchWideChar == 0)
-        return static_cast<int>(converted.size());
-    if (converted.size() > static_cast<size_t>(cchWideChar))
-        return fail(ERROR_INSUFFICIENT_BUFFER);
+    if (!valid && (dwFlags & MB_ERR_INVALID_CHARS) != 0) return fail(ERROR_NO_UNICODE_TRANSLATION);
+    if (cchWideChar == 0) return static_cast<int>(converted.size());
+    if (converted.size() > static_cast<size_t>(cchWideChar)) return fail(ERROR_INSUFFICIENT_BUFFER);
     std::wmemcpy(lpWideCharStr, converted.data(), converted.size());
     return static_cast<int>(converted.size());
 }

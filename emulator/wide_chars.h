@@ -9,4 +9,4 @@ std::string wideToUtf8(const std::wstring& wide);
 // UTF-8 to UTF-32; invalid sequences become U+FFFD, or make `valid` false.
 std::wstring utf8ToWide(const std::string& utf8, bool* valid = nullptr);
 
-} // namespace cades_emulator
+}  // namespace cades_emulator

@@ -8,7 +8,8 @@ namespace {
 // so that an installation under any prefix finds its own module.
 std::filesystem::path defaultLibrary() {
     const std::filesystem::path bindir = boost::dll::program_location().parent_path();
-    for (const auto& candidate : {bindir / "libVeskCrypto.so.1", bindir / VESK_LIBDIR_FROM_BINDIR / "libVeskCrypto.so.1"}) {
+    for (const auto& candidate :
+         {bindir / "libVeskCrypto.so.1", bindir / VESK_LIBDIR_FROM_BINDIR / "libVeskCrypto.so.1"}) {
         if (std::filesystem::exists(candidate)) return candidate;
     }
     return "libVeskCrypto.so.1";  // left to the system's library search

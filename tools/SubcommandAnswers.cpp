@@ -23,7 +23,8 @@ void printErrors(const json& error, std::ostream& err) {
     if (error.is_string()) {
         err << "vesk-crypto: " << error.get<std::string>() << "\n";
     } else if (error.is_array()) {
-        for (const auto& item : error) err << "vesk-crypto: " << (item.is_string() ? item.get<std::string>() : item.dump()) << "\n";
+        for (const auto& item : error)
+            err << "vesk-crypto: " << (item.is_string() ? item.get<std::string>() : item.dump()) << "\n";
     } else if (!error.is_null()) {
         err << "vesk-crypto: " << error.dump() << "\n";
     }
@@ -46,7 +47,8 @@ void printCertificates(const json& certificates, std::ostream& out) {
     TextTable table({"Subject", "Issuer", "Serial", "Valid from", "Valid to"});
     for (const auto& certificate : certificates) {
         table.addRow({commonName(decodedText(certificate, "Subject")), commonName(decodedText(certificate, "Issuer")),
-                      text(certificate, "SerialNumber"), text(certificate, "NotBefore"), text(certificate, "NotAfter")});
+                      text(certificate, "SerialNumber"), text(certificate, "NotBefore"),
+                      text(certificate, "NotAfter")});
     }
     table.print(out);
 }
@@ -101,8 +103,10 @@ int runCommand(const Command& command, ModuleLoader& module, bool jsonOutput, st
     }
     const bool failed = !answer.contains("error") || !answer.at("error").is_null();
     if (failed) {
-        if (jsonOutput) out << answerText << "\n";
-        else printErrors(answer.contains("error") ? answer.at("error") : json("no \"error\" in the answer"), err);
+        if (jsonOutput)
+            out << answerText << "\n";
+        else
+            printErrors(answer.contains("error") ? answer.at("error") : json("no \"error\" in the answer"), err);
         return 1;
     }
     const json data = answer.at("data");
@@ -120,17 +124,17 @@ int runCommand(const Command& command, ModuleLoader& module, bool jsonOutput, st
         return command.kind == CommandKind::Verify ? printSigners(data, nullptr, err) : 0;
     }
     switch (command.kind) {
-    case CommandKind::Certs:
-        printCertificates(answer.at("data"), out);
-        return 0;
-    case CommandKind::Verify:
-        return printSigners(data, &out, err);
-    default:  // sign and extract answer the base64 text of the path they wrote
-        if (!data.is_string()) {
-            err << "vesk-crypto: the answer holds no path: " << answerText << "\n";
-            return 1;
-        }
-        out << base64::decode(data.get<std::string>()) << "\n";
-        return 0;
+        case CommandKind::Certs:
+            printCertificates(answer.at("data"), out);
+            return 0;
+        case CommandKind::Verify:
+            return printSigners(data, &out, err);
+        default:  // sign and extract answer the base64 text of the path they wrote
+            if (!data.is_string()) {
+                err << "vesk-crypto: the answer holds no path: " << answerText << "\n";
+                return 1;
+            }
+            out << base64::decode(data.get<std::string>()) << "\n";
+            return 0;
     }
 }

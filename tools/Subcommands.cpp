@@ -40,9 +40,10 @@ const char* const kSubcommandUsage = R"(Subcommands:
 
 namespace {
 
-const std::map<std::string, CommandKind> kCommands = {
-    {"certs", CommandKind::Certs}, {"sign", CommandKind::Sign},
-    {"verify", CommandKind::Verify}, {"extract", CommandKind::Extract}};
+const std::map<std::string, CommandKind> kCommands = {{"certs", CommandKind::Certs},
+                                                      {"sign", CommandKind::Sign},
+                                                      {"verify", CommandKind::Verify},
+                                                      {"extract", CommandKind::Extract}};
 
 constexpr const char* kProvider = "CryptoPRO";
 
@@ -190,18 +191,20 @@ std::optional<Command> parseCommand(const std::vector<std::string>& args, std::s
     }
     Command command{kind->second, {}, {}};
     switch (kind->second) {
-    case CommandKind::Certs:
-        command.request = {{"method", "get_list"}, {"args", {{"provider", kProvider}}}};
-        if (args.size() == 2) command.filter = args[1];
-        break;
-    case CommandKind::Verify:
-        command.request = {{"method", "verify"}, {"args", {{"file", encodedPath(fs::absolute(fs::u8path(args[1])))}}}};
-        break;
-    default:
-        // An extraction names its provider: without one the module has no extractor to use.
-        command.request = {{"method", "extract"},
-                           {"args", {{"file", encodedPath(fs::absolute(fs::u8path(args[1])))}, {"provider", kProvider}}}};
-        break;
+        case CommandKind::Certs:
+            command.request = {{"method", "get_list"}, {"args", {{"provider", kProvider}}}};
+            if (args.size() == 2) command.filter = args[1];
+            break;
+        case CommandKind::Verify:
+            command.request = {{"method", "verify"},
+                               {"args", {{"file", encodedPath(fs::absolute(fs::u8path(args[1])))}}}};
+            break;
+        default:
+            // An extraction names its provider: without one the module has no extractor to use.
+            command.request = {
+                {"method", "extract"},
+                {"args", {{"file", encodedPath(fs::absolute(fs::u8path(args[1])))}, {"provider", kProvider}}}};
+            break;
     }
     return command;
 }

@@ -4,9 +4,8 @@
 
 size_t utf8Width(const std::string& text) {
     // Continuation bytes (10xxxxxx) do not start a character.
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-    }));
+    return static_cast<size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
 TextTable::TextTable(std::vector<std::string> header) { rows_.push_back(std::move(header)); }

@@ -73,9 +73,7 @@ bool answerIsSuccess(const std::string& answer) {
     return parsed.is_object() && parsed.contains("error") && parsed.at("error").is_null();
 }
 
-bool isBatchComment(const std::string& line) {
-    return line.empty() || line == "\r" || line.compare(0, 2, "//") == 0;
-}
+bool isBatchComment(const std::string& line) { return line.empty() || line == "\r" || line.compare(0, 2, "//") == 0; }
 
 // Runs every request line of a stream; returns true when all answers succeeded.
 bool runLines(ModuleLoader& module, std::istream& in, bool skipComments) {

@@ -14,10 +14,10 @@
 // ---------------------------------------------------------------------------
 typedef unsigned int DWORD;
 typedef int BOOL;
-typedef int CSP_BOOL; // the library's boolean in the CAdES prototypes; an int
+typedef int CSP_BOOL;  // the library's boolean in the CAdES prototypes; an int
 typedef int LONG;
 typedef LONG HRESULT;
-typedef unsigned long ULONG; // 8 bytes on LP64, unlike Windows
+typedef unsigned long ULONG;  // 8 bytes on LP64, unlike Windows
 typedef unsigned short WORD;
 typedef unsigned char BYTE;
 typedef unsigned int UINT;
@@ -54,19 +54,10 @@ typedef DWORD* PDWORD;
 typedef struct _CRYPTOAPI_BLOB {
     DWORD cbData;
     BYTE* pbData;
-} CRYPTOAPI_BLOB, *PCRYPTOAPI_BLOB,
-    CRYPT_INTEGER_BLOB, *PCRYPT_INTEGER_BLOB,
-    CRYPT_UINT_BLOB, *PCRYPT_UINT_BLOB,
-    CRYPT_OBJID_BLOB, *PCRYPT_OBJID_BLOB,
-    CERT_NAME_BLOB, *PCERT_NAME_BLOB,
-    CERT_RDN_VALUE_BLOB, *PCERT_RDN_VALUE_BLOB,
-    CERT_BLOB, *PCERT_BLOB,
-    CRL_BLOB, *PCRL_BLOB,
-    DATA_BLOB, *PDATA_BLOB,
-    CRYPT_DATA_BLOB, *PCRYPT_DATA_BLOB,
-    CRYPT_HASH_BLOB, *PCRYPT_HASH_BLOB,
-    CRYPT_DIGEST_BLOB, *PCRYPT_DIGEST_BLOB,
-    CRYPT_DER_BLOB, *PCRYPT_DER_BLOB,
+} CRYPTOAPI_BLOB, *PCRYPTOAPI_BLOB, CRYPT_INTEGER_BLOB, *PCRYPT_INTEGER_BLOB, CRYPT_UINT_BLOB, *PCRYPT_UINT_BLOB,
+    CRYPT_OBJID_BLOB, *PCRYPT_OBJID_BLOB, CERT_NAME_BLOB, *PCERT_NAME_BLOB, CERT_RDN_VALUE_BLOB, *PCERT_RDN_VALUE_BLOB,
+    CERT_BLOB, *PCERT_BLOB, CRL_BLOB, *PCRL_BLOB, DATA_BLOB, *PDATA_BLOB, CRYPT_DATA_BLOB, *PCRYPT_DATA_BLOB,
+    CRYPT_HASH_BLOB, *PCRYPT_HASH_BLOB, CRYPT_DIGEST_BLOB, *PCRYPT_DIGEST_BLOB, CRYPT_DER_BLOB, *PCRYPT_DER_BLOB,
     CRYPT_ATTR_BLOB, *PCRYPT_ATTR_BLOB;
 
 typedef struct _CRYPT_ALGORITHM_IDENTIFIER {
@@ -109,7 +100,7 @@ typedef struct _SYSTEMTIME {
 
 typedef struct _CERT_INFO {
     DWORD dwVersion;
-    CRYPT_INTEGER_BLOB SerialNumber; // little-endian, as CryptoAPI keeps it
+    CRYPT_INTEGER_BLOB SerialNumber;  // little-endian, as CryptoAPI keeps it
     CRYPT_ALGORITHM_IDENTIFIER SignatureAlgorithm;
     CERT_NAME_BLOB Issuer;
     FILETIME NotBefore;
@@ -131,7 +122,7 @@ typedef struct _CERT_CONTEXT {
 } CERT_CONTEXT, *PCERT_CONTEXT;
 typedef const CERT_CONTEXT* PCCERT_CONTEXT;
 
-struct _CRL_CONTEXT; // never dereferenced here
+struct _CRL_CONTEXT;  // never dereferenced here
 typedef const struct _CRL_CONTEXT* PCCRL_CONTEXT;
 
 typedef struct _CRYPT_ATTRIBUTE {
@@ -164,7 +155,7 @@ typedef struct _CRYPT_SIGN_MESSAGE_PARA {
 } CRYPT_SIGN_MESSAGE_PARA, *PCRYPT_SIGN_MESSAGE_PARA;
 
 typedef PCCERT_CONTEXT (*PFN_CRYPT_GET_SIGNER_CERTIFICATE)(void* pvGetArg, DWORD dwCertEncodingType,
-                                                            PCERT_INFO pSignerId, HCERTSTORE hMsgCertStore);
+                                                           PCERT_INFO pSignerId, HCERTSTORE hMsgCertStore);
 
 typedef struct _CRYPT_VERIFY_MESSAGE_PARA {
     DWORD cbSize;
@@ -208,7 +199,7 @@ typedef struct _CERT_ID {
         CERT_ISSUER_SERIAL_NUMBER IssuerSerialNumber;
         CRYPT_HASH_BLOB KeyId;
         CRYPT_HASH_BLOB HashId;
-    } f_name; // named, not anonymous, in the vendor's Unix headers
+    } f_name;  // named, not anonymous, in the vendor's Unix headers
 } CERT_ID, *PCERT_ID;
 
 typedef struct _CMSG_SIGNER_INFO {
@@ -256,7 +247,7 @@ typedef struct _CERT_TRUST_STATUS {
     DWORD dwInfoStatus;
 } CERT_TRUST_STATUS, *PCERT_TRUST_STATUS;
 
-struct _CERT_REVOCATION_INFO; // never filled by the emulator
+struct _CERT_REVOCATION_INFO;  // never filled by the emulator
 struct _CERT_TRUST_LIST_INFO;
 
 typedef struct _CERT_CHAIN_ELEMENT {
@@ -554,5 +545,5 @@ extern "C" {
 #undef CADES_ENTRY
 
 #ifdef __cplusplus
-} // extern "C"
+}  // extern "C"
 #endif

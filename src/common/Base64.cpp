@@ -23,7 +23,8 @@ void appendEncoded(std::string& out, const unsigned char* data, size_t size) {
         const size_t chunk = std::min(size, kBlockInput);
         const size_t start = out.size();
         out.resize(start + encodedSize(chunk) + 1);
-        const int written = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&out[start]), data, static_cast<int>(chunk));
+        const int written =
+            EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&out[start]), data, static_cast<int>(chunk));
         out.resize(start + static_cast<size_t>(written));
         data += chunk;
         size -= chunk;

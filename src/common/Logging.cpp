@@ -24,13 +24,20 @@ constexpr const char* kModuleVersion = VESK_MODULE_VERSION;
 
 spdlog::level::level_enum toSpdlog(LogLevel level) {
     switch (level) {
-        case LogLevel::Fatal: return spdlog::level::critical;
-        case LogLevel::Error: return spdlog::level::err;
-        case LogLevel::Warning: return spdlog::level::warn;
-        case LogLevel::Info: return spdlog::level::info;
-        case LogLevel::Debug: return spdlog::level::debug;
-        case LogLevel::Verbose: return spdlog::level::trace;
-        case LogLevel::None: break;
+        case LogLevel::Fatal:
+            return spdlog::level::critical;
+        case LogLevel::Error:
+            return spdlog::level::err;
+        case LogLevel::Warning:
+            return spdlog::level::warn;
+        case LogLevel::Info:
+            return spdlog::level::info;
+        case LogLevel::Debug:
+            return spdlog::level::debug;
+        case LogLevel::Verbose:
+            return spdlog::level::trace;
+        case LogLevel::None:
+            break;
     }
     return spdlog::level::off;
 }
@@ -114,7 +121,8 @@ protected:
 
 private:
     void write(const char* data, size_t size) {
-        if (size > 0 && std::fwrite(data, 1, size, stream_) != size) throw spdlog::spdlog_ex("Failed writing to the log");
+        if (size > 0 && std::fwrite(data, 1, size, stream_) != size)
+            throw spdlog::spdlog_ex("Failed writing to the log");
     }
 
     std::FILE* stream_;

@@ -65,17 +65,17 @@ struct Voidify {
 // The record is only built when its level passes, so arguments cost nothing otherwise. An
 // expression rather than an if, so the macro is safe after an unbraced if.
 // NOLINTBEGIN(bugprone-macro-parentheses): the record is streamed into, so it cannot be wrapped.
-#define VLOG(level)                                        \
-    !::Vesk::Crypto::logging::enabled(level)               \
-        ? (void)0                                          \
-        : ::Vesk::Crypto::logging::Voidify() &             \
+#define VLOG(level)                            \
+    !::Vesk::Crypto::logging::enabled(level)   \
+        ? (void)0                              \
+        : ::Vesk::Crypto::logging::Voidify() & \
               ::Vesk::Crypto::logging::Record(level, __PRETTY_FUNCTION__, __FILE__, __LINE__)
 // NOLINTEND(bugprone-macro-parentheses)
 
 // A record of a short head and a long text (a request, an answer), written as one line.
-#define VLOG_TEXT(level, head, text, flush)                                                                   \
-    (!::Vesk::Crypto::logging::enabled(level)                                                                 \
-         ? (void)0                                                                                            \
+#define VLOG_TEXT(level, head, text, flush)   \
+    (!::Vesk::Crypto::logging::enabled(level) \
+         ? (void)0                            \
          : ::Vesk::Crypto::logging::writeText(level, __PRETTY_FUNCTION__, __FILE__, __LINE__, head, text, flush))
 
 #define VLOG_FATAL VLOG(::Vesk::Crypto::LogLevel::Fatal)

@@ -81,9 +81,8 @@ void VeskCryptoSettings::save() {
 }
 
 void to_json(nlohmann::json& j, const VeskCryptoSettings& settings) {
-    j = nlohmann::json{{"logLevel", logLevelName(settings.logLevel_)},
-                       {"cryptoPro", settings.cryptoPro_},
-                       {"cades", settings.cades_}};
+    j = nlohmann::json{
+        {"logLevel", logLevelName(settings.logLevel_)}, {"cryptoPro", settings.cryptoPro_}, {"cades", settings.cades_}};
 }
 
 void from_json(const nlohmann::json& j, VeskCryptoSettings& settings) {

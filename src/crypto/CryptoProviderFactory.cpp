@@ -45,5 +45,4 @@ std::vector<CryptoProvider> CryptoProviderFactory::getAvaibleCryptoproviderList(
     return providers;
 }
 
-
 }  // namespace Vesk::Crypto

@@ -2,11 +2,11 @@
 // Turns a provider value into the back-end objects that serve it. Only the CryptoPro provider
 // has a back-end, and only while its library is loaded; every other request gets null.
 
+#include "model/Enums.h"
 #include "model/ICertificateStorage.h"
 #include "model/IExtract.h"
 #include "model/ISign.h"
 #include "model/IVerify.h"
-#include "model/Enums.h"
 
 #include <memory>
 #include <string>

@@ -4,8 +4,8 @@
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
 #include "document/DefaultSignVerifycator.h"
-#include "document/PdfSignatureProbe.h"
 #include "document/PdfSignVerifycator.h"
+#include "document/PdfSignatureProbe.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 
@@ -142,7 +142,8 @@ std::list<SignTypeDeterminator::SignFormatInfo> SignTypeDeterminator::getSignFor
             const bool wrapped = kind == PdfContentKind::NotPdf && isCpPdfSignFormat(original);
             if (wrapped) formats.push_back({CryptoProPdf, original.string(), original.string()});
             if (pades) formats.push_back({PAdESPdf, original.string(), original.string()});
-            if (!wrapped && !pades && sign.empty()) formats.push_back({UnsignedPdf, original.string(), original.string()});
+            if (!wrapped && !pades && sign.empty())
+                formats.push_back({UnsignedPdf, original.string(), original.string()});
             return formats;
         }
     }

@@ -19,10 +19,10 @@ class SignTypeDeterminator {
 public:
     enum SignFormat : int32_t {
         Unknown = 0,
-        AttachedFile = 1,      // attached CAdES signature file
-        DetachedFile = 2,      // detached CAdES signature beside its original
-        PAdESPdf = 3,          // PDF with PAdES signature(s)
-        CryptoProPdf = 4,      // PDF that is itself an attached signature message
+        AttachedFile = 1,  // attached CAdES signature file
+        DetachedFile = 2,  // detached CAdES signature beside its original
+        PAdESPdf = 3,      // PDF with PAdES signature(s)
+        CryptoProPdf = 4,  // PDF that is itself an attached signature message
         UnsignedPdf = 5,
     };
 

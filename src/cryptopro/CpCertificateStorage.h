@@ -2,9 +2,9 @@
 // The user's personal certificate store of the CAdES library, read once into a list keyed by
 // serial-number text.
 
-#include "model/ICertificateStorage.h"
 #include "cryptopro/CadesHandle.h"
 #include "cryptopro/CpCertStoreHandler.h"
+#include "model/ICertificateStorage.h"
 
 #include <map>
 #include <memory>

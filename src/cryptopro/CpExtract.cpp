@@ -20,8 +20,8 @@ RequestApiResultPtr CpExtract::extractMessage(const std::vector<unsigned char>& 
     if (!api.CryptMsgUpdate(message.get(), signedMessage.data(), static_cast<DWORD>(signedMessage.size()), TRUE))
         return GetResultWithError("CpExtract::extractMessage CryptMsgUpdate");
 
-    if (auto failed = readMessageParam(message.get(), CMSG_CONTENT_PARAM, content, "CpExtract::extractMessage",
-                                       "extracted"))
+    if (auto failed =
+            readMessageParam(message.get(), CMSG_CONTENT_PARAM, content, "CpExtract::extractMessage", "extracted"))
         return failed;
 
     VLOG_INFO << "The message was extracted successfully.";

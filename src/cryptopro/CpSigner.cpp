@@ -19,12 +19,12 @@ constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
 DWORD cadesTypeOf(CadesType type) {
     switch (type) {
-    case CadesType::CadesBes:
-        return CADES_BES;
-    case CadesType::CadesXLongType1:
-        return CADES_X_LONG_TYPE_1;
-    default:
-        return 0;
+        case CadesType::CadesBes:
+            return CADES_BES;
+        case CadesType::CadesXLongType1:
+            return CADES_X_LONG_TYPE_1;
+        default:
+            return 0;
     }
 }
 
@@ -86,9 +86,8 @@ const char* GetHashOid(PCCERT_CONTEXT context) {
 
 CpSigner::CpSigner() : storage_(CpCertificateStorage::My) {}
 
-RequestApiResultPtr CpSigner::signMessage(const std::vector<unsigned char>& data,
-                                          std::vector<unsigned char>& signature, const SignOptions& options,
-                                          InternalSignOptions&) {
+RequestApiResultPtr CpSigner::signMessage(const std::vector<unsigned char>& data, std::vector<unsigned char>& signature,
+                                          const SignOptions& options, InternalSignOptions&) {
     VLOG_VERBOSE << "[M] CpSigner::signMessage";
     auto result = std::make_shared<RequestApiResult>();
     auto& api = CryptoProLibApi::instance();
@@ -119,13 +118,16 @@ RequestApiResultPtr CpSigner::signMessage(const std::vector<unsigned char>& data
     CERT_CHAIN_PARA chainPara{};
     chainPara.cbSize = sizeof(chainPara);
     PCCERT_CHAIN_CONTEXT rawChain = nullptr;
-    const BOOL chained = api.CertGetCertificateChain(nullptr, context, nullptr, nullptr, &chainPara, 0, nullptr, &rawChain);
+    const BOOL chained =
+        api.CertGetCertificateChain(nullptr, context, nullptr, nullptr, &chainPara, 0, nullptr, &rawChain);
     const CertChainGuard chain(rawChain);
-    if (!chained) return GetResultWithError("CpSigner::signMessage CadesSignMessage");  // compat: reported as a signing failure
+    if (!chained)
+        return GetResultWithError("CpSigner::signMessage CadesSignMessage");  // compat: reported as a signing failure
     if (chain != nullptr && chain->cChain > 0 && chain->rgpChain[0]->cElement > 1) {
         const CERT_SIMPLE_CHAIN& simple = *chain->rgpChain[0];
         messageCertificates.clear();
-        for (DWORD i = 0; i + 1 < simple.cElement; ++i) messageCertificates.push_back(simple.rgpElement[i]->pCertContext);
+        for (DWORD i = 0; i + 1 < simple.cElement; ++i)
+            messageCertificates.push_back(simple.rgpElement[i]->pCertContext);
     }
     signPara.cMsgCert = static_cast<DWORD>(messageCertificates.size());
     signPara.rgpMsgCert = messageCertificates.data();

@@ -2,9 +2,9 @@
 // Makes CAdES signatures and co-signatures through the CAdES library with a certificate of
 // the user's personal store.
 
-#include "model/ISign.h"
 #include "cades/CadesAbi.h"
 #include "cryptopro/CpCertificateStorage.h"
+#include "model/ISign.h"
 
 namespace Vesk::Crypto::CryptoPro {
 

@@ -58,7 +58,8 @@ std::string GetLastErrorMessage(DWORD code) {
     // address through the buffer argument.
     wchar_t* buffer = nullptr;
     const DWORD flags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
-    const DWORD length = api.FormatMessageW(flags, nullptr, code, 0x400, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
+    const DWORD length =
+        api.FormatMessageW(flags, nullptr, code, 0x400, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
     std::wstring wide;
     if (length != 0 && buffer != nullptr) wide.assign(buffer, length);
     if (buffer != nullptr) api.LocalFree(buffer);

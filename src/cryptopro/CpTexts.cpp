@@ -16,8 +16,8 @@ constexpr int kAnsiBufferSize = 500;
 bool certificateName(PCCERT_CONTEXT context, DWORD flags, std::string& name) {
     std::vector<char> buffer(kNameBufferSize, '\0');
     DWORD stringType = CERT_X500_NAME_STR | CERT_NAME_STR_REVERSE_FLAG;
-    const DWORD written = CryptoProLibApi::instance().CertGetNameStringA(context, CERT_NAME_RDN_TYPE, flags, &stringType,
-                                                                         buffer.data(), kNameBufferSize);
+    const DWORD written = CryptoProLibApi::instance().CertGetNameStringA(context, CERT_NAME_RDN_TYPE, flags,
+                                                                         &stringType, buffer.data(), kNameBufferSize);
     if (written == 0) return false;
     name.assign(buffer.data());
     return true;

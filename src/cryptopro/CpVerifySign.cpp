@@ -150,8 +150,7 @@ CpVerifySign::SignParams CpVerifySign::getSignParams(const std::vector<unsigned 
     SignParams params;
     auto& api = CryptoProLibApi::instance();
     // compat: the detached flag goes to the decoder as the value 1 itself, not as CMSG_DETACHED_FLAG.
-    CpCryptMsgHandlerGuard message(
-        api.CryptMsgOpenToDecode(kEncoding, detached ? 1 : 0, 0, 0, nullptr, nullptr));
+    CpCryptMsgHandlerGuard message(api.CryptMsgOpenToDecode(kEncoding, detached ? 1 : 0, 0, 0, nullptr, nullptr));
     if (!message) {
         VLOG_ERROR << "CryptMsgOpenToDecode() failed";
         return params;
@@ -221,7 +220,8 @@ VerifySignResultPtr CpVerifySign::verify(const std::vector<unsigned char>& signa
     DWORD signerCount = 0;
     DWORD countSize = sizeof(signerCount);
     if (!api.CryptMsgGetParam(message.get(), CMSG_SIGNER_COUNT_PARAM, 0, &signerCount, &countSize)) {
-        result->errors.push_back(libraryError("CpVerifySign::verify CryptMsgGetParam, for get signer count.", api.GetLastError()));
+        result->errors.push_back(
+            libraryError("CpVerifySign::verify CryptMsgGetParam, for get signer count.", api.GetLastError()));
         return result;
     }
 

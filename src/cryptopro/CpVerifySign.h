@@ -2,8 +2,8 @@
 // Checks attached and detached CAdES signatures through the CAdES library and reports one
 // SignInfo per signer, with its signing time.
 
-#include "model/IVerify.h"
 #include "cades/CadesAbi.h"
+#include "model/IVerify.h"
 
 #include <vector>
 

@@ -12,8 +12,8 @@ bool findCryptoProTool(const std::vector<fs::path>& roots, const std::vector<std
     auto& settings = VeskCryptoSettings::instance();
     try {
         for (const auto& root : roots) {
-            for (fs::recursive_directory_iterator it(root, fs::directory_options::skip_permission_denied), end; it != end;
-                 ++it) {
+            for (fs::recursive_directory_iterator it(root, fs::directory_options::skip_permission_denied), end;
+                 it != end; ++it) {
                 const auto name = it->path().filename().string();
                 for (const auto& wanted : names) {
                     if (name != wanted) continue;

@@ -9,7 +9,8 @@ namespace {
 
 // Wraps a bound function so that it keeps the library loaded for as long as it lives.
 template <typename R, typename... Args>
-boost::function<R(Args...)> keepLoaded(const std::shared_ptr<boost::dll::shared_library>& library, R (*entry)(Args...)) {
+boost::function<R(Args...)> keepLoaded(const std::shared_ptr<boost::dll::shared_library>& library,
+                                       R (*entry)(Args...)) {
     return [library, entry](Args... args) -> R { return entry(args...); };
 }
 
@@ -39,12 +40,11 @@ CryptoProLibApi::CryptoProLibApi(const std::string& libraryPath) {
     // A library that is missing, cannot be loaded or lacks a name leaves the binding
     // incomplete, silently: the CryptoPro provider is then simply not offered.
     try {
-        auto library = std::make_shared<boost::dll::shared_library>(
-            boost::dll::fs::path(libraryPath), boost::dll::load_mode::search_system_folders);
+        auto library = std::make_shared<boost::dll::shared_library>(boost::dll::fs::path(libraryPath),
+                                                                    boost::dll::load_mode::search_system_folders);
         library_ = library;
 // NOLINTNEXTLINE(bugprone-macro-parentheses): the argument is a name
-#define CADES_ENTRY(returnType, name, parameters) \
-    name = keepLoaded(library, &library->get<decltype(::name)>(#name));
+#define CADES_ENTRY(returnType, name, parameters) name = keepLoaded(library, &library->get<decltype(::name)>(#name));
 #include "cades/CadesEntryPoints.def"
 #undef CADES_ENTRY
     } catch (...) {
@@ -52,7 +52,7 @@ CryptoProLibApi::CryptoProLibApi(const std::string& libraryPath) {
     }
     // An optional entry point that is missing stays empty.
 // NOLINTBEGIN(bugprone-macro-parentheses): the argument is a name
-#define CADES_ENTRY(returnType, name, parameters)                                      \
+#define CADES_ENTRY(returnType, name, parameters) \
     if (library_->has(#name)) name = keepLoaded(library_, &library_->get<decltype(::name)>(#name));
 #include "cades/CadesOptionalEntryPoints.def"
 #undef CADES_ENTRY

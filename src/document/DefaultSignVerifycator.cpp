@@ -20,7 +20,8 @@ VerifySignResultPtr loadFailure(const std::filesystem::path& signFile) {
 DefaultSignVerifycator::DefaultSignVerifycator(std::shared_ptr<IVerify> verifier) : verifier_(std::move(verifier)) {}
 
 VerifySignResultPtr DefaultSignVerifycator::verify(const std::filesystem::path& signFile) {
-    VLOG_VERBOSE << "[M] DefaultSignVerifycator::verifySign " << signFile.string();  // compat: log readers know this tag
+    VLOG_VERBOSE << "[M] DefaultSignVerifycator::verifySign "
+                 << signFile.string();  // compat: log readers know this tag
     std::vector<unsigned char> signature;
     if (!fstools::readFileToVector(signFile, signature)) return loadFailure(signFile);
     return verifier_->verifyAttachedSign(signature);

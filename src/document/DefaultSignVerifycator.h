@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/IVerify.h"
 #include "document/IFileVerifycator.h"
+#include "model/IVerify.h"
 
 #include <memory>
 

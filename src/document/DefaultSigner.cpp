@@ -48,7 +48,8 @@ RequestApiResultPtr DefaultSigner::signContent(const std::vector<unsigned char>&
     const bool removeInput = !options.cosign && !outputIsInput && options.attach_type == SignAttachType::Attached &&
                              fstools::pathExists(options.file) &&
                              !fstools::isSameFile(options.output_file, options.file);
-    if (removeInput && !std::filesystem::remove(options.file, error)) return failWith(result, "Не удалось удалить файл");
+    if (removeInput && !std::filesystem::remove(options.file, error))
+        return failWith(result, "Не удалось удалить файл");
     return result;
 }
 

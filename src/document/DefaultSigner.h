@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/ISign.h"
 #include "document/IDocumentSignType.h"
+#include "model/ISign.h"
 
 #include <memory>
 #include <vector>

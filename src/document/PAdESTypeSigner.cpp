@@ -96,8 +96,7 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
     PdfRefCountedBuffer buffer;
     PdfOutputDevice output(&buffer);
     PdfSignOutputDevice signDevice(&output);
-    signDevice.SetSignatureSize(options.cades_type == CadesType::CadesXLongType1 ? kLongSignatureSize
-                                                                                : kSignatureSize);
+    signDevice.SetSignatureSize(options.cades_type == CadesType::CadesXLongType1 ? kLongSignatureSize : kSignatureSize);
     if (document.GetPageCount() == 0) return fail(result, noPagesMessage(options.file));
 
     const bool fieldAdded = runWatermarkStep(result, [&] {
@@ -162,7 +161,6 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
     result->errors.clear();
     return result;
 }
-
 
 RequestApiResultPtr PAdESTypeSigner::addWatermarkToPdf(const SignOptions& options, InternalSignOptions& internal) {
     return stampPdfFile(options, internal);

@@ -2,10 +2,10 @@
 // Signs a PDF in place of a signature file: an incremental update adds a signature field whose
 // dictionary holds a detached CAdES signature of the rest of the file.
 
-#include "model/ISign.h"
-#include "model/IVerify.h"
 #include "document/IDocumentSignType.h"
 #include "document/PdfSignatureFields.h"
+#include "model/ISign.h"
+#include "model/IVerify.h"
 
 #include <podofo/podofo.h>
 

@@ -33,7 +33,8 @@ std::pair<pdf_int64, bool> lastCrossReference(const std::vector<char>& bytes) {
         while (at < file.size() && std::isspace(static_cast<unsigned char>(file[at]))) ++at;
         if (at < file.size() && std::isdigit(static_cast<unsigned char>(file[at]))) {
             offset = 0;
-            for (; at < file.size() && std::isdigit(static_cast<unsigned char>(file[at])) && offset < (pdf_int64(1) << 50);
+            for (; at < file.size() && std::isdigit(static_cast<unsigned char>(file[at])) &&
+                   offset < (pdf_int64(1) << 50);
                  ++at)
                 offset = offset * 10 + (file[at] - '0');
         }
@@ -138,9 +139,9 @@ PdfIncrementalUpdate::PdfIncrementalUpdate(PdfMemDocument& document, const std::
     // loads and would hand their numbers to new objects; in the file they are still in use.
     const_cast<PdfVecObjects&>(document.GetObjects()).SetCanReuseObjectNumbers(false);
     const PdfObject* size = document.GetTrailer()->GetDictionary().GetKey(PdfName::KeySize);
-    originalSize_ = static_cast<pdf_objnum>(std::max<pdf_int64>(
-        size != nullptr && size->IsNumber() ? size->GetNumber() : 0,
-        static_cast<pdf_int64>(document.GetObjects().GetObjectCount())));
+    originalSize_ =
+        static_cast<pdf_objnum>(std::max<pdf_int64>(size != nullptr && size->IsNumber() ? size->GetNumber() : 0,
+                                                    static_cast<pdf_int64>(document.GetObjects().GetObjectCount())));
 }
 
 PdfIncrementalUpdate::~PdfIncrementalUpdate() = default;
@@ -189,7 +190,8 @@ void PdfIncrementalUpdate::writeEncryptedUpdate(PdfOutputDevice& device) {
         encrypt_->SetCurrentReference(reference);
         object->WriteObject(&device, mode, plain ? nullptr : encrypt_.get());
     }
-    std::sort(entries.begin(), entries.end(), [](const XrefEntry& a, const XrefEntry& b) { return a.number < b.number; });
+    std::sort(entries.begin(), entries.end(),
+              [](const XrefEntry& a, const XrefEntry& b) { return a.number < b.number; });
     VLOG_VERBOSE << "Encrypted update: " << entries.size() << " objects";
 
     PdfDictionary trailer = updateTrailer(*document_.GetTrailer(), size, previous);

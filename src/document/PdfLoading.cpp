@@ -16,11 +16,11 @@ using namespace PoDoFo;
 // behind a check made outside its lock; made here once, they are only ever read afterwards.
 void buildSharedEncodings() {
     const PdfEncoding* const encodings[] = {
-        PdfEncodingFactory::GlobalPdfDocEncodingInstance(),     PdfEncodingFactory::GlobalWinAnsiEncodingInstance(),
-        PdfEncodingFactory::GlobalMacRomanEncodingInstance(),   PdfEncodingFactory::GlobalStandardEncodingInstance(),
-        PdfEncodingFactory::GlobalMacExpertEncodingInstance(),  PdfEncodingFactory::GlobalSymbolEncodingInstance(),
+        PdfEncodingFactory::GlobalPdfDocEncodingInstance(),       PdfEncodingFactory::GlobalWinAnsiEncodingInstance(),
+        PdfEncodingFactory::GlobalMacRomanEncodingInstance(),     PdfEncodingFactory::GlobalStandardEncodingInstance(),
+        PdfEncodingFactory::GlobalMacExpertEncodingInstance(),    PdfEncodingFactory::GlobalSymbolEncodingInstance(),
         PdfEncodingFactory::GlobalZapfDingbatsEncodingInstance(), PdfEncodingFactory::GlobalWin1250EncodingInstance(),
-        PdfEncodingFactory::GlobalIso88592EncodingInstance(),   Win1251Encoding::instance(),
+        PdfEncodingFactory::GlobalIso88592EncodingInstance(),     Win1251Encoding::instance(),
     };
     PdfEncodingFactory::GlobalIdentityEncodingInstance();
     const PdfString sample("A");

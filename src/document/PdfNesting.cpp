@@ -368,10 +368,9 @@ bool pdfNestingWithin(const char* data, size_t size, size_t limit) {
     // The file's own objects passed: PoDoFo may now read its trailer and encryption dictionary.
     std::unique_ptr<PdfStreamDecryption> decryption;
     if (scan.encryptingTrailer() != kNone) {
-        decryption = PdfStreamDecryption::open(data, size, scan.encryptingTrailer(),
-                                               [&scan](uint64_t number, uint64_t generation) {
-                                                   return scan.objectAt(number, generation);
-                                               });
+        decryption = PdfStreamDecryption::open(
+            data, size, scan.encryptingTrailer(),
+            [&scan](uint64_t number, uint64_t generation) { return scan.objectAt(number, generation); });
         if (!decryption) return false;
     }
     std::string plain;

@@ -47,7 +47,8 @@ int checkedPageCount(const PdfMemDocument& document) {
         if (!kids->IsArray()) brokenTree("/Kids is not an array");
         const PdfArray& array = kids->GetArray();
         // Pushed in reverse, so the pages are met in document order.
-        for (auto kid = array.rbegin(); kid != array.rend(); ++kid) pending.emplace_back(resolve(document, &*kid), depth + 1);
+        for (auto kid = array.rbegin(); kid != array.rend(); ++kid)
+            pending.emplace_back(resolve(document, &*kid), depth + 1);
     }
 
     const int claimed = document.GetPageCount();

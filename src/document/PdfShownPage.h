@@ -8,7 +8,7 @@
 namespace Vesk::Crypto {
 
 struct ShownPage {
-    double width = 0;   // as displayed
+    double width = 0;  // as displayed
     double height = 0;
     // Shown coordinates (u, v) to page space: x = a·u + c·v + e, y = b·u + d·v + f (a PDF matrix).
     double a = 1, b = 0, c = 0, d = 1, e = 0, f = 0;

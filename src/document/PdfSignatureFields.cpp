@@ -50,7 +50,8 @@ PdfObject* findExistingSignatureField(PdfAcroForm* form, const PdfString& name) 
 PdfString pdfText(const std::string& utf8) {
     // PoDoFo's UTF-8 reader runs past its buffer on malformed input.
     if (!isUtf8(utf8)) PODOFO_RAISE_ERROR_INFO(ePdfError_InvalidDataType, "text is not UTF-8");
-    const bool ascii = std::all_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    const bool ascii =
+        std::all_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
     if (ascii) return PdfString(utf8);
     return PdfString(reinterpret_cast<const pdf_utf8*>(utf8.c_str()));
 }
@@ -58,7 +59,8 @@ PdfString pdfText(const std::string& utf8) {
 PdfString freeSignatureFieldName(PdfAcroForm* form, const std::string& searchString) {
     const std::string base = "Sign_" + searchString;
     PdfString name = pdfText(base);
-    for (int n = 1; findExistingSignatureField(form, name) != nullptr; ++n) name = pdfText(base + "_" + std::to_string(n));
+    for (int n = 1; findExistingSignatureField(form, name) != nullptr; ++n)
+        name = pdfText(base + "_" + std::to_string(n));
     return name;
 }
 

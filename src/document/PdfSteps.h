@@ -38,9 +38,10 @@ struct PdfStepTexts {
     const char* unknownMessage;
 };
 inline constexpr PdfStepTexts kWatermarkStep{"Error on create watermark", "Error create watermark!",
-                                      "tr{Unknown error on create watermark}"};
+                                             "tr{Unknown error on create watermark}"};
 inline constexpr PdfStepTexts kLoadStep{"Error on load file", nullptr, nullptr};
-inline constexpr PdfStepTexts kSignStep{"Error on sign file", "Unknown error on sign file", "tr{Unknown error on sign file}"};
+inline constexpr PdfStepTexts kSignStep{"Error on sign file", "Unknown error on sign file",
+                                        "tr{Unknown error on sign file}"};
 
 // Runs one step of PoDoFo work; false after its failure has become the result's one message.
 template <typename Step>

@@ -33,7 +33,8 @@ std::unique_ptr<PdfStreamDecryption> PdfStreamDecryption::open(const char* data,
                                                                const ObjectFinder& find) {
     try {
         PdfVariant trailerDictionary;
-        if (!parseAt(data, size, trailer, false, trailerDictionary) || !trailerDictionary.IsDictionary()) return nullptr;
+        if (!parseAt(data, size, trailer, false, trailerDictionary) || !trailerDictionary.IsDictionary())
+            return nullptr;
         const PdfDictionary& keys = trailerDictionary.GetDictionary();
         const PdfObject* id = keys.GetKey("ID");
         const PdfObject* named = keys.GetKey("Encrypt");

@@ -55,19 +55,20 @@ struct PreparedLine {
 
 EPdfAlignment alignmentOf(PdfTextAlignment alignment) {
     switch (alignment) {
-    case PdfTextAlignment::Center:
-        return ePdfAlignment_Center;
-    case PdfTextAlignment::Right:
-        return ePdfAlignment_Right;
-    default:
-        return ePdfAlignment_Left;
+        case PdfTextAlignment::Center:
+            return ePdfAlignment_Center;
+        case PdfTextAlignment::Right:
+            return ePdfAlignment_Right;
+        default:
+            return ePdfAlignment_Left;
     }
 }
 
 void measure(PreparedLine& line, double boxWidth) {
     line.font->SetFontSize(line.size);
     const PdfFontMetrics* metrics = line.font->GetFontMetrics();
-    line.width = line.text.IsUnicode() ? metrics->StringWidth(line.text.GetUnicode(), static_cast<unsigned int>(line.text.GetUnicodeLength()))
+    line.width = line.text.IsUnicode() ? metrics->StringWidth(line.text.GetUnicode(),
+                                                              static_cast<unsigned int>(line.text.GetUnicodeLength()))
                                        : metrics->StringWidth(line.text.GetString(), line.text.GetLength());
     line.height = metrics->GetLineSpacing();
     line.tooWide = line.width > boxWidth;

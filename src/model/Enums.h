@@ -15,30 +15,30 @@ enum class PdfTextAlignment : int32_t { Left = 0, Center = 1, Right = 2 };
 
 // "CryptoPro" is accepted on input; output always spells "CryptoPRO".
 NLOHMANN_JSON_SERIALIZE_ENUM(CryptoProvider, {
-    {CryptoProvider::None, nullptr},
-    {CryptoProvider::CryptoPro, "CryptoPRO"},
-    {CryptoProvider::CryptoPro, "CryptoPro"},
-    {CryptoProvider::Native, "Native"},
-})
+                                                 {CryptoProvider::None, nullptr},
+                                                 {CryptoProvider::CryptoPro, "CryptoPRO"},
+                                                 {CryptoProvider::CryptoPro, "CryptoPro"},
+                                                 {CryptoProvider::Native, "Native"},
+                                             })
 
 NLOHMANN_JSON_SERIALIZE_ENUM(CadesType, {
-    {CadesType::None, nullptr},
-    {CadesType::CadesBes, "CadesBes"},
-    {CadesType::CadesXLongType1, "CadesXLongType1"},
-})
+                                            {CadesType::None, nullptr},
+                                            {CadesType::CadesBes, "CadesBes"},
+                                            {CadesType::CadesXLongType1, "CadesXLongType1"},
+                                        })
 
 NLOHMANN_JSON_SERIALIZE_ENUM(SignAttachType, {
-    {SignAttachType::None, nullptr},
-    {SignAttachType::Attached, "Attached"},
-    {SignAttachType::Detached, "Detached"},
-    {SignAttachType::PAdES, "PAdES"},
-})
+                                                 {SignAttachType::None, nullptr},
+                                                 {SignAttachType::Attached, "Attached"},
+                                                 {SignAttachType::Detached, "Detached"},
+                                                 {SignAttachType::PAdES, "PAdES"},
+                                             })
 
 // compat: no null row: an unknown alignment is Left.
 NLOHMANN_JSON_SERIALIZE_ENUM(PdfTextAlignment, {
-    {PdfTextAlignment::Left, "Left"},
-    {PdfTextAlignment::Center, "Center"},
-    {PdfTextAlignment::Right, "Right"},
-})
+                                                   {PdfTextAlignment::Left, "Left"},
+                                                   {PdfTextAlignment::Center, "Center"},
+                                                   {PdfTextAlignment::Right, "Right"},
+                                               })
 
 }  // namespace Vesk::Crypto

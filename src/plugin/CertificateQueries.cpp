@@ -1,8 +1,8 @@
 #include "plugin/CertificateQueries.h"
 
-#include "plugin/Answer.h"
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
+#include "plugin/Answer.h"
 
 #include <functional>
 

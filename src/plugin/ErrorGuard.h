@@ -4,8 +4,8 @@
 // process: a request gets an error answer in three tiers (the JSON library's exceptions,
 // other standard exceptions, anything else), any other entry point its fallback value.
 
-#include "plugin/Answer.h"
 #include "common/Logging.h"
+#include "plugin/Answer.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,8 +1,8 @@
 #include "plugin/FileRequests.h"
 
-#include "plugin/Answer.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
+#include "plugin/Answer.h"
 
 namespace Vesk::Crypto {
 

@@ -2,8 +2,8 @@
 // What a request parser does with an exception its work lets out. Each parser keeps the policy
 // hosts already know from it; the three policies live here only.
 
-#include "plugin/Answer.h"
 #include "common/Logging.h"
+#include "plugin/Answer.h"
 
 #include <nlohmann/json.hpp>
 
@@ -25,13 +25,15 @@ struct ParserSite {
     const char* file;
     int line;
 };
-#define VESK_PARSER_SITE(name) ::Vesk::Crypto::ParserSite{name, __PRETTY_FUNCTION__, __FILE__, __LINE__}
+#define VESK_PARSER_SITE(name) \
+    ::Vesk::Crypto::ParserSite { name, __PRETTY_FUNCTION__, __FILE__, __LINE__ }
 
 namespace detail {
 
 inline void parserFailed(const ParserSite& site, ParserFailure policy, std::string& result) {
     if (logging::enabled(LogLevel::Error)) {
-        logging::Record(LogLevel::Error, site.function, site.file, site.line) << site.name << " internal unhandled error";
+        logging::Record(LogLevel::Error, site.function, site.file, site.line)
+            << site.name << " internal unhandled error";
     }
     if (policy == ParserFailure::Answer) {
         result = makeErrorAnswer(std::string("tr{") + site.name + " internal unhandled error}");

@@ -1,10 +1,10 @@
 #include "plugin/RequestDispatcher.h"
 
-#include "plugin/Answer.h"
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
-#include "plugin/BoundedJson.h"
 #include "cryptopro/CryptoProInstallation.h"
+#include "plugin/Answer.h"
+#include "plugin/BoundedJson.h"
 #include "plugin/ErrorGuard.h"
 #include "plugin/RequestParsers.h"
 #include "plugin/RequestSkeleton.h"

@@ -1,18 +1,18 @@
 #include "plugin/RequestParsers.h"
 
-#include "plugin/Answer.h"
 #include "common/Base64.h"
-#include "plugin/FileRequests.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
-#include "plugin/CertificateQueries.h"
 #include "crypto/CryptoProviderFactory.h"
-#include "plugin/SignOperations.h"
-#include "plugin/VerifyOperations.h"
 #include "model/Enums.h"
 #include "model/SignOptions.h"
-#include "plugin/ParserFailure.h"
+#include "plugin/Answer.h"
 #include "plugin/BoundedJson.h"
+#include "plugin/CertificateQueries.h"
+#include "plugin/FileRequests.h"
+#include "plugin/ParserFailure.h"
+#include "plugin/SignOperations.h"
+#include "plugin/VerifyOperations.h"
 
 #include <boost/regex.hpp>
 
@@ -33,8 +33,8 @@ std::string missingParamAnswer(const std::string& name) {
 bool checkJsonParametersExists(const json& object, const std::string& name) {
     VLOG_VERBOSE << "[F] checkJsonParametersExists " << name;
     if (object.is_object() && object.contains(name)) return true;
-    VLOG_ERROR << "Json parameter: '" << name << "' is not exists in json: "
-               << object.dump(-1, ' ', false, json::error_handler_t::replace);
+    VLOG_ERROR << "Json parameter: '" << name
+               << "' is not exists in json: " << object.dump(-1, ' ', false, json::error_handler_t::replace);
     return false;
 }
 

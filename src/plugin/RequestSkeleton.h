@@ -18,8 +18,8 @@
 namespace Vesk::Crypto {
 
 struct RequestSkeleton {
-    std::string text;        // the request with the characters of args.data taken out
-    std::string_view data;   // those characters, inside the original request
+    std::string text;       // the request with the characters of args.data taken out
+    std::string_view data;  // those characters, inside the original request
 };
 
 std::optional<RequestSkeleton> cutSaveFileData(std::string_view request);

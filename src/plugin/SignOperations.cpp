@@ -1,6 +1,5 @@
 #include "plugin/SignOperations.h"
 
-#include "plugin/Answer.h"
 #include "common/Base64.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
@@ -9,6 +8,7 @@
 #include "document/DefaultSigner.h"
 #include "document/PAdESTypeSigner.h"
 #include "document/PdfStamping.h"
+#include "plugin/Answer.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 
@@ -136,7 +136,8 @@ std::string signFile(SignOptions& options, InternalSignOptions& internal) {
         if (!isPdf(options.file)) {
             result = DefaultSigner(signer).sign(options, internal);
         } else if (options.attach_type == SignAttachType::PAdES) {
-            result = PAdESTypeSigner(signer, CryptoProviderFactory::getVerifycator(options.provider)).sign(options, internal);
+            result = PAdESTypeSigner(signer, CryptoProviderFactory::getVerifycator(options.provider))
+                         .sign(options, internal);
         } else if (options.attach_type == SignAttachType::Attached || options.attach_type == SignAttachType::Detached) {
             result = signStampedPdf(signer, options, internal);
         } else {
@@ -182,7 +183,8 @@ std::string cosignFile(SignOptions& options, InternalSignOptions& internal) {
         if (options.attach_type == SignAttachType::Attached || options.attach_type == SignAttachType::Detached) {
             result = DefaultSigner(signer).sign(options, internal);
         } else if (options.attach_type == SignAttachType::PAdES) {
-            result = PAdESTypeSigner(signer, CryptoProviderFactory::getVerifycator(options.provider)).sign(options, internal);
+            result = PAdESTypeSigner(signer, CryptoProviderFactory::getVerifycator(options.provider))
+                         .sign(options, internal);
         } else {
             VLOG_ERROR << "Формат для создания соподписи не определен!";
             return refusal("{Формат для создания соподписи не определен!}");

@@ -1,11 +1,11 @@
 #include "plugin/VerifyOperations.h"
 
-#include "plugin/Answer.h"
 #include "common/Base64.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
 #include "crypto/SignTypeDeterminator.h"
+#include "plugin/Answer.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 

@@ -13,8 +13,7 @@ namespace Vesk::Crypto {
 std::string verifySign(const std::filesystem::path& file, CryptoProvider provider);
 
 // Verifies base64 data and signature handed over in the request; the answer also has "chain".
-std::string verifySign(const std::string& data, const std::string& signature, bool attached,
-                       CryptoProvider provider);
+std::string verifySign(const std::string& data, const std::string& signature, bool attached, CryptoProvider provider);
 
 // Saves the content of an attached signature into the temporary folder; answers its path in base64.
 std::string extractData(const std::filesystem::path& file, CryptoProvider provider);

@@ -68,15 +68,18 @@ TEST_F(Subcommands, CertsTableFilterAndJson) {
     const auto answer = nlohmann::json::parse(result.output);
     ASSERT_EQ(answer.at("data").size(), 1u) << result.output;
     EXPECT_TRUE(answer.at("error").is_null());
-    EXPECT_NE(Vesk::Crypto::base64::decode(answer["data"][0]["Subject"].get<std::string>()).find("CN=Петрова Мария Сергеевна"), std::string::npos);
+    EXPECT_NE(Vesk::Crypto::base64::decode(answer["data"][0]["Subject"].get<std::string>())
+                  .find("CN=Петрова Мария Сергеевна"),
+              std::string::npos);
 
     EXPECT_EQ(cli("certs Никого").exitCode, 1);
 }
 
 TEST_F(Subcommands, BadUsageExitsTwoBeforeLoadingTheModule) {
-    for (const char* arguments : {"sign", "sign a.txt b.txt", "sign a.txt --pades", "sign a.pdf --page 0",
-                                  "sign a.pdf --box 1,2,3", "sign a.pdf --attached --detached", "verify",
-                                  "extract a.sig b.sig", "certs a b", "certs --bogus", "sign a.pdf --stamp", "sign a.txt --xlong", "sign a.txt --tsp"}) {
+    for (const char* arguments :
+         {"sign", "sign a.txt b.txt", "sign a.txt --pades", "sign a.pdf --page 0", "sign a.pdf --box 1,2,3",
+          "sign a.pdf --attached --detached", "verify", "extract a.sig b.sig", "certs a b", "certs --bogus",
+          "sign a.pdf --stamp", "sign a.txt --xlong", "sign a.txt --tsp"}) {
         const auto result = runCommand(shellQuote(VESK_CLI_PATH) + " --library /nonexistent.so " + arguments + " 2>&1");
         EXPECT_EQ(result.exitCode, 2) << arguments << "\n" << result.output;
         EXPECT_NE(result.output.find("Subcommands:"), std::string::npos) << arguments;
@@ -94,7 +97,10 @@ TEST_F(Subcommands, AttachedSignVerifyExtractRoundTrip) {
     // openssl with the GOST engine accepts the signature and gives the content back.
     std::string opened;
     EXPECT_EQ(openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
-                      " -out " + q(dir_ / "opened.txt"), &opened), 0) << opened;
+                          " -out " + q(dir_ / "opened.txt"),
+                      &opened),
+              0)
+        << opened;
     EXPECT_EQ(readFile(dir_ / "opened.txt"), content);
 
     result = cli("verify " + q(signature));
@@ -123,7 +129,8 @@ TEST_F(Subcommands, AttachedSignVerifyExtractRoundTrip) {
 TEST_F(Subcommands, PadesWithStampAndTamperedDetachedSignature) {
     const auto pdf = dir_ / "Договор.pdf";
     ASSERT_EQ(runCommand(shellQuote(VESK_SAMPLE_PDF_PATH) + " " + q(pdf)).exitCode, 0);
-    auto result = cli("sign " + q(pdf) + " --cert Иванов --stamp 'Владелец: Иванов И. И.' --stamp "
+    auto result = cli("sign " + q(pdf) +
+                      " --cert Иванов --stamp 'Владелец: Иванов И. И.' --stamp "
                       "'Подписано: <sign_date: 01.05.2026>' --page all");
     ASSERT_EQ(result.exitCode, 0) << result.output;
     const fs::path signedPdf = firstLine(result.output);
@@ -165,7 +172,8 @@ TEST(SamplePdf, PagesRussianTextAndPadding) {
     // Random padding does not compress.
     EXPECT_GE(std::stoul(runCommand("gzip -c " + q(pdf) + " | wc -c").output), 3u << 20);
 
-    EXPECT_EQ(runCommand(shellQuote(VESK_SAMPLE_PDF_PATH) + " " + q(dir / "x.pdf") + " --pages 0 2>/dev/null").exitCode, 2);
+    EXPECT_EQ(runCommand(shellQuote(VESK_SAMPLE_PDF_PATH) + " " + q(dir / "x.pdf") + " --pages 0 2>/dev/null").exitCode,
+              2);
     EXPECT_FALSE(fs::exists(dir / "x.pdf"));
 }
 

@@ -36,7 +36,8 @@ TEST(Compatibility, DetachedSignatureIsDecodedWithTheFlagValueOne) {
     const Bytes data = toBytes("Счёт № 12");
     Bytes signature;
     InternalSignOptions internal;
-    ASSERT_TRUE(CpSigner().signMessage(data, signature, signOptions(kUser256, SignAttachType::Detached), internal)->success);
+    ASSERT_TRUE(
+        CpSigner().signMessage(data, signature, signOptions(kUser256, SignAttachType::Detached), internal)->success);
 
     // Watch the flags the type test opens its decoder with.
     auto& api = CryptoProLibApi::instance();

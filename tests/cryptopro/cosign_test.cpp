@@ -42,8 +42,8 @@ TEST(CoSign, SecondSignerIsAddedAndAcceptedByOpenssl) {
     const Signed original = signedByUser256(signer);
     Bytes cosigned;
     InternalSignOptions internal;
-    const auto outcome =
-        signer.addCoSign(original.signature, cosigned, cosignOptions(kUser512, original, SignAttachType::Attached), internal);
+    const auto outcome = signer.addCoSign(original.signature, cosigned,
+                                          cosignOptions(kUser512, original, SignAttachType::Attached), internal);
     ASSERT_NE(nullptr, outcome);
     ASSERT_TRUE(outcome->success) << (outcome->errors.empty() ? "" : outcome->errors.front());
 

@@ -54,7 +54,8 @@ void signAndVerify(const char* user, SignAttachType attachType) {
     EXPECT_EQ(CADES_BES, params.type);
 
     CpVerifySign verifier;
-    const auto result = detached ? verifier.verifyDetachedSign(signature, data) : verifier.verifyAttachedSign(signature);
+    const auto result =
+        detached ? verifier.verifyDetachedSign(signature, data) : verifier.verifyAttachedSign(signature);
     ASSERT_TRUE(result && result->signers);
     ASSERT_EQ(1u, result->signers->size());
     const auto& info = *result->signers->front();
@@ -89,10 +90,9 @@ void signAndVerify(const char* user, SignAttachType attachType) {
 
 TEST(SignVerify, GostUsersSignAttachedAndDetached) {
     // PAdES signs detached, exactly like Detached.
-    for (const auto& [user, attachType] : {std::make_tuple(kUser256, SignAttachType::Attached),
-                                           std::make_tuple(kUser256, SignAttachType::Detached),
-                                           std::make_tuple(kUser512, SignAttachType::Attached),
-                                           std::make_tuple(kUser512, SignAttachType::PAdES)}) {
+    for (const auto& [user, attachType] :
+         {std::make_tuple(kUser256, SignAttachType::Attached), std::make_tuple(kUser256, SignAttachType::Detached),
+          std::make_tuple(kUser512, SignAttachType::Attached), std::make_tuple(kUser512, SignAttachType::PAdES)}) {
         SCOPED_TRACE(std::string(user) + " attach type " + std::to_string(static_cast<int>(attachType)));
         signAndVerify(user, attachType);
     }
@@ -104,7 +104,8 @@ TEST(Sign, RefusalsComeWithTheirTexts) {
     InternalSignOptions internal;
     const Bytes data = toBytes("data");
 
-    const auto missing = signer.signMessage(data, signature, signOptions("no such user", SignAttachType::Attached), internal);
+    const auto missing =
+        signer.signMessage(data, signature, signOptions("no such user", SignAttachType::Attached), internal);
     ASSERT_NE(nullptr, missing);
     EXPECT_FALSE(missing->success);
     EXPECT_EQ(std::vector<std::string>{"tr{Certificate not found}"}, missing->errors);

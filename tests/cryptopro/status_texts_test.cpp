@@ -11,9 +11,10 @@ using namespace Vesk::Crypto::CryptoPro;
 TEST(StatusTexts, DefinedStatusesHaveTheirOwnTextsAndTheRestAreUnknown) {
     EXPECT_EQ("Сообщение содержит неверную подпись.", CadesVerifyMessageDwStatus(8));
     EXPECT_EQ("Сертификат, на ключе которого было подписано сообщение, не найден.", CadesVerifyMessageDwStatus(2));
-    EXPECT_EQ("Значение подписанного атрибута content-type не совпадает со значением, указанным в поле "
-              "encapContentInfo.eContentType.",
-              CadesVerifyMessageDwStatus(13));
+    EXPECT_EQ(
+        "Значение подписанного атрибута content-type не совпадает со значением, указанным в поле "
+        "encapContentInfo.eContentType.",
+        CadesVerifyMessageDwStatus(13));
 
     std::set<std::string> texts;
     for (DWORD status : {1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 13u}) {

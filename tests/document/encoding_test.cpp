@@ -35,8 +35,10 @@ TEST(Win1251Encoding, MatchesTheCodePageAndEncodesCyrillic) {
 
     const PoDoFo::PdfString text(reinterpret_cast<const PoDoFo::pdf_utf8*>("Ёж №5 Привет"));
     const PoDoFo::PdfRefCountedBuffer encoded = encoding->ConvertToEncoding(text, nullptr);
-    EXPECT_EQ(std::string("\xA8\xE6 \xB9" "5 \xCF\xF0\xE8\xE2\xE5\xF2"), std::string(encoded.GetBuffer(), encoded.GetSize()));
-    EXPECT_EQ("Ёж №5 Привет",
-              encoding->ConvertToUnicode(PoDoFo::PdfString(encoded.GetBuffer(), encoded.GetSize()), nullptr)
-                  .GetStringUtf8());
+    EXPECT_EQ(std::string("\xA8\xE6 \xB9"
+                          "5 \xCF\xF0\xE8\xE2\xE5\xF2"),
+              std::string(encoded.GetBuffer(), encoded.GetSize()));
+    EXPECT_EQ(
+        "Ёж №5 Привет",
+        encoding->ConvertToUnicode(PoDoFo::PdfString(encoded.GetBuffer(), encoded.GetSize()), nullptr).GetStringUtf8());
 }

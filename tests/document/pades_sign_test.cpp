@@ -53,7 +53,8 @@ std::vector<EmbeddedSignature> signAndCheck(SignOptions options) {
     EXPECT_EQ(static_cast<int64_t>(output.size()), last.c + last.d);
     EXPECT_GT(last.b, static_cast<int64_t>(input.size())) << "the hole lies in the update";
     EXPECT_EQ(2 * 16344 + 2, last.c - last.b) << "CAdES-BES reserve";
-    for (const auto& signature : signatures) EXPECT_TRUE(cptest::opensslVerifies(signature.signature, &signature.signedData));
+    for (const auto& signature : signatures)
+        EXPECT_TRUE(cptest::opensslVerifies(signature.signature, &signature.signedData));
     return signatures;
 }
 
@@ -86,8 +87,8 @@ TEST(PadesSign, SignsAsIncrementalUpdateAndCosignsBesideTheFirstSignature) {
     ASSERT_EQ(2u, signAndCheck(cosign).size());
     EXPECT_EQ((std::vector<std::string>{kFieldName, kFieldName + "_1"}), pdfsigFieldNames(cosign.output_file));
 
-    const auto verified = PdfSignVerifycator(CryptoProviderFactory::getVerifycator(CryptoProvider::CryptoPro))
-                              .verify(cosign.output_file);
+    const auto verified =
+        PdfSignVerifycator(CryptoProviderFactory::getVerifycator(CryptoProvider::CryptoPro)).verify(cosign.output_file);
     ASSERT_TRUE(verified && verified->signers);
     ASSERT_EQ(2u, verified->signers->size());
     for (const auto& info : *verified->signers) EXPECT_TRUE(info->verified);
@@ -96,8 +97,7 @@ TEST(PadesSign, SignsAsIncrementalUpdateAndCosignsBesideTheFirstSignature) {
 TEST(PadesSign, SignsObjectStreamLinearizedAndLargeFiles) {
     const fs::path plain = makePdf("plain.pdf");
     const fs::path inputs[] = {rewriteWithQpdf(plain, "--object-streams=generate"),
-                               rewriteWithQpdf(plain, "--linearize"),
-                               makePdf("large.pdf", {2, "", 17})};
+                               rewriteWithQpdf(plain, "--linearize"), makePdf("large.pdf", {2, "", 17})};
     ASSERT_GT(fs::file_size(inputs[2]), 16u << 20);
     for (const auto& input : inputs) {
         SCOPED_TRACE(input.filename().string());

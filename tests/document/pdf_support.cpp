@@ -1,6 +1,5 @@
 #include "pdf_support.h"
 
-
 #include "support/Process.h"
 #include "support/TempHome.h"
 

@@ -88,7 +88,8 @@ TEST(Watermark, StampsTheChosenPagesWithOneSignature) {
     for (const auto& [selector, stamped] : cases) {
         SCOPED_TRACE("page " + std::to_string(selector));
         const fs::path out = pdf.parent_path() / ("stamp" + std::to_string(selector) + ".pdf");
-        const auto result = signPdf(stampOptions(pdf, out, selector, {"Документ подписан электронной подписью", kOwner, "Serial 0x0123456789ABCDEF01"}));
+        const auto result = signPdf(stampOptions(
+            pdf, out, selector, {"Документ подписан электронной подписью", kOwner, "Serial 0x0123456789ABCDEF01"}));
         ASSERT_TRUE(result->success) << (result->errors.empty() ? "" : result->errors.front());
         for (int page = 1; page <= 3; ++page) {
             const bool expected = std::find(stamped.begin(), stamped.end(), page) != stamped.end();

@@ -21,8 +21,9 @@ nlohmann::json ModuleClient::requestJson(const nlohmann::json& request) {
 // an independent one.
 std::string b64(const std::string& text) {
     std::string out(4 * ((text.size() + 2) / 3) + 1, '\0');
-    const int size = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data()),
-                                     reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    const int size =
+        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data()),
+                        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
     out.resize(static_cast<size_t>(size));
     return out;
 }

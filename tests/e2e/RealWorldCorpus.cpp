@@ -53,8 +53,7 @@ const char* kOffsetTurned =
 const char* kTurned270 =
     "%%MediaBox 0 0 420 595\n%%Rotate 270\n%%Font F1 Helvetica\n"
     "BT /F1 18 Tf 40 540 Td (Turned 270) Tj ET\n";
-const char* kNoResources =
-    "%%MediaBox 0 0 400 300\n%%Rotate 90\n0 0 1 rg 20 20 60 100 re f\n";
+const char* kNoResources = "%%MediaBox 0 0 400 300\n%%Rotate 90\n0 0 1 rg 20 20 60 100 re f\n";
 
 // mutool scripts: one sets a CropBox on page 1, the other drops the resources of page 1.
 const char* kCropScript =
@@ -110,8 +109,7 @@ std::vector<CorpusPdf> makeCorpus(const fs::path& dir) {
     const fs::path bare = write(dir / "bare.txt", kNoResources);
     const fs::path turned = write(dir / "turned.txt", kOffsetTurned);
     const fs::path turned270 = write(dir / "turned270.txt", kTurned270);
-    produce("mutool create -o " + q(dir / "mutool-boxes.pdf") + " " + q(offset) + " " + q(turned) + " " +
-            q(turned270));
+    produce("mutool create -o " + q(dir / "mutool-boxes.pdf") + " " + q(offset) + " " + q(turned) + " " + q(turned270));
     const fs::path crop = write(dir / "crop.js", kCropScript);
     produce("mutool run " + q(crop) + " " + q(dir / "mutool-boxes.pdf") + " " + q(dir / "mutool-cropped.pdf"));
     corpus.push_back({"mutool: MediaBox at 100,200 with a CropBox; box at -300,-400, /Rotate 180; /Rotate 270",
@@ -125,8 +123,8 @@ std::vector<CorpusPdf> makeCorpus(const fs::path& dir) {
 }
 
 fs::path pdfTexManual(const fs::path& dir) {
-    const auto found = runCommand(
-        "find /usr/share/doc -name '*.pdf' -o -name '*.pdf.gz' 2>/dev/null | sort | head -200");
+    const auto found =
+        runCommand("find /usr/share/doc -name '*.pdf' -o -name '*.pdf.gz' 2>/dev/null | sort | head -200");
     std::istringstream lines(found.output);
     fs::path best;
     uintmax_t bestSize = 0;

@@ -47,7 +47,8 @@ TEST(Backend, CertificateListFromTheEmulatorStore) {
     EXPECT_EQ(ivanov->at("NotAfter"), "01/01/2044 00:00:00 UTC");
     EXPECT_EQ(ivanov->at("SigningTime"), "");
 
-    const auto twin = std::find_if(list.begin(), list.end(), [](const json& c) { return c.at("SerialNumber") == "0x77"; });
+    const auto twin =
+        std::find_if(list.begin(), list.end(), [](const json& c) { return c.at("SerialNumber") == "0x77"; });
     ASSERT_NE(twin, list.end());
     EXPECT_NE(unbase64(twin->at("Subject")).find("Двойник Б"), std::string::npos);
 

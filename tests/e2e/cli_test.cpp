@@ -101,6 +101,8 @@ TEST(Cli, SettingsThatAreNotJsonAreAnsweredAsAJsonException) {
     std::ofstream(home / ".Vesk" / "editor" / "settings.json") << R"({"logLevel":)";
     const auto result = cli(home, shellQuote(kVersion));
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.output.rfind(R"({"data":null,"error":["tr{JSON Exception:} [json.exception.parse_error.101] parse error)", 0), 0u)
+    EXPECT_EQ(result.output.rfind(
+                  R"({"data":null,"error":["tr{JSON Exception:} [json.exception.parse_error.101] parse error)", 0),
+              0u)
         << result.output;
 }

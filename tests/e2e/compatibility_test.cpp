@@ -25,7 +25,8 @@ protected:
         // Every record is wanted: the log is read back below.
         const auto folder = tempHome() / ".Vesk" / "editor";
         fs::create_directories(folder);
-        std::ofstream(folder / "settings.json") << json{{"cades", cadesLibraryUnderTest()}, {"logLevel", "verbose"}}.dump();
+        std::ofstream(folder / "settings.json")
+            << json{{"cades", cadesLibraryUnderTest()}, {"logLevel", "verbose"}}.dump();
         dir = makeTempDir("compat");
         setenv("TMPDIR", dir.c_str(), 1);
     }
@@ -84,10 +85,12 @@ TEST_F(Compatibility, LogTagsBorrowedFromOtherFunctions) {
               std::string::npos);
 
     // Inline data and extraction.
-    client.requestJson({{"method", "verify"},
-                        {"args", {{"document", b64("Протокол\n")}, {"signature", b64(readFile(signature))}, {"attached", false}}}});
+    client.requestJson(
+        {{"method", "verify"},
+         {"args", {{"document", b64("Протокол\n")}, {"signature", b64(readFile(signature))}, {"attached", false}}}});
     opensslSign(dir / "notes.txt", dir / "whole.txt.sig", "user_gost256", false);
-    client.requestJson({{"method", "extract"}, {"args", {{"file", b64((dir / "whole.txt.sig").string())}, {"provider", "CryptoPRO"}}}});
+    client.requestJson({{"method", "extract"},
+                        {"args", {{"file", b64((dir / "whole.txt.sig").string())}, {"provider", "CryptoPRO"}}}});
     text = log();
     EXPECT_NE(text.find("[F] verifySignData"), std::string::npos);
     EXPECT_NE(text.find("[F] ExtractData"), std::string::npos);
@@ -100,7 +103,9 @@ TEST_F(Compatibility, LogTagsBorrowedFromOtherFunctions) {
           {{"file", b64((dir / "stamped.pdf").string())},
            {"output_file", b64((dir / "stamped.pdf").string())},
            {"sign_info",
-            {{"provider", "CryptoPRO"}, {"attach_type", "Detached"}, {"search_string", b64(kIvanov)},
+            {{"provider", "CryptoPRO"},
+             {"attach_type", "Detached"},
+             {"search_string", b64(kIvanov)},
              {"watermark", {{"strings", {{{"text", "Подписано"}, {"font", "No Such Font Family"}}}}}}}}}}});
     ASSERT_TRUE(stamped["error"].is_null()) << stamped.dump();
     text = log();

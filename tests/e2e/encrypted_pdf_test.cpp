@@ -60,17 +60,17 @@ protected:
               const std::string& serial = kIvanov, json extra = json::object()) {
         json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(serial)}};
         info.update(extra);
-        return client.requestJson({{"method", "sign"},
-                                   {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())},
-                                             {"sign_info", info}}}});
+        return client.requestJson(
+            {{"method", "sign"},
+             {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
     }
 
     bool opensslVerifies(const fs::path& signature, const fs::path& content = "", const fs::path& out = "/dev/null") {
         std::string output;
-        const int status = openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " +
-                                       q(pki("pem/trusted.pem")) + " -out " + q(out) +
-                                       (content.empty() ? "" : " -content " + q(content)),
-                                   &output);
+        const int status =
+            openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
+                        " -out " + q(out) + (content.empty() ? "" : " -content " + q(content)),
+                    &output);
         EXPECT_EQ(status, 0) << output;
         return status == 0;
     }
@@ -81,8 +81,7 @@ protected:
         const std::string shown = runCommand("qpdf --show-encryption --password=ownerpw " + q(file) + " 2>&1").output;
         EXPECT_EQ(shown.rfind(revision + "\n", 0), 0u) << shown;
         EXPECT_NE(shown.find("Supplied password is owner password"), std::string::npos) << shown;
-        EXPECT_NE(runCommand("qpdf --show-encryption " + q(file)).output.find("User password = \n"),
-                  std::string::npos);
+        EXPECT_NE(runCommand("qpdf --show-encryption " + q(file)).output.find("User password = \n"), std::string::npos);
         const auto trailerKeys = [](const fs::path& pdf) {
             const std::string trailer = runCommand("qpdf --show-object=trailer " + q(pdf) + " 2>&1").output;
             const size_t encrypt = trailer.find("/Encrypt"), id = trailer.find("/ID");

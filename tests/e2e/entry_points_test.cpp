@@ -3,9 +3,9 @@
 
 #include "support/Process.h"
 
+#include <gtest/gtest.h>
 #include <boost/dll/import.hpp>
 #include <boost/dll/library_info.hpp>
-#include <gtest/gtest.h>
 
 #include <dlfcn.h>
 

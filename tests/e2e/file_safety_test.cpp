@@ -60,10 +60,13 @@ protected:
         info.update(extra);
         return info;
     }
-    json sign(const fs::path& file, const fs::path& output, const std::string& attachType, json extra = json::object()) {
+    json sign(const fs::path& file, const fs::path& output, const std::string& attachType,
+              json extra = json::object()) {
         return client.requestJson({{"method", "sign"},
-                                   {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())},
-                                             {"sign_info", signInfo(attachType, extra)}}}});
+                                   {"args",
+                                    {{"file", b64(file.string())},
+                                     {"output_file", b64(output.string())},
+                                     {"sign_info", signInfo(attachType, extra)}}}});
     }
     json saveFile(const fs::path& file, const std::string& base64Text) {
         return client.requestJson(
@@ -76,10 +79,10 @@ protected:
     // openssl's verdict on a signature, trusting the test PKI; the signed content lands in `out`.
     bool opensslVerifies(const fs::path& signature, const fs::path& content = {}, const fs::path& out = "/dev/null") {
         std::string output;
-        const int status = openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " +
-                                       q(pki("pem/trusted.pem")) + " -out " + q(out) +
-                                       (content.empty() ? "" : " -content " + q(content)),
-                                   &output);
+        const int status =
+            openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
+                        " -out " + q(out) + (content.empty() ? "" : " -content " + q(content)),
+                    &output);
         EXPECT_EQ(status, 0) << output;
         return status == 0;
     }
@@ -107,8 +110,8 @@ TEST_F(FileSafety, AttachedOutputThatIsTheInputUnderAnotherSpelling) {
         SCOPED_TRACE(spelling);
         const std::string content = "Договор поставки, " + spelling;
         const fs::path file = text("a.txt", content);
-        fs::path output = spelling == "dot"      ? dir / "." / "a.txt"
-                          : spelling == "dotdot" ? dir / ".." / dir.filename() / "a.txt"
+        fs::path output = spelling == "dot"             ? dir / "." / "a.txt"
+                          : spelling == "dotdot"        ? dir / ".." / dir.filename() / "a.txt"
                           : spelling == "linked folder" ? linkedFolder / "a.txt"
                                                         : dir / "alias.txt";
         if (spelling == "link to file") fs::create_symlink("a.txt", output);
@@ -229,9 +232,10 @@ TEST_F(FileSafety, UnpaddedBase64KeepsEveryByte) {
     unpadded.erase(unpadded.find('='));
     ASSERT_EQ(unpadded.size() % 4, 2u);
     writeBytes(dir / "text.b64", unpadded);
-    const auto python = runCommand("python3 -c \"import base64,sys; t=open(sys.argv[1]).read(); "
-                                   "open(sys.argv[2],'wb').write(base64.b64decode(t + '=' * (-len(t) % 4)))\" " +
-                                   q(dir / "text.b64") + " " + q(dir / "expected.bin"));
+    const auto python = runCommand(
+        "python3 -c \"import base64,sys; t=open(sys.argv[1]).read(); "
+        "open(sys.argv[2],'wb').write(base64.b64decode(t + '=' * (-len(t) % 4)))\" " +
+        q(dir / "text.b64") + " " + q(dir / "expected.bin"));
     ASSERT_EQ(python.exitCode, 0);
 
     EXPECT_EQ(saveFile(dir / "saved.bin", unpadded).at("data"), true);
@@ -250,8 +254,8 @@ TEST_F(FileSafety, UnpaddedBase64KeepsEveryByte) {
     EXPECT_EQ(readFile(dir / "padded"), "ab");
 
     // Inline data signed in full.
-    const json answer =
-        client.requestJson({{"method", "sign"}, {"args", {{"document", unpadded}, {"sign_info", signInfo("Attached")}}}});
+    const json answer = client.requestJson(
+        {{"method", "sign"}, {"args", {{"document", unpadded}, {"sign_info", signInfo("Attached")}}}});
     ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
     writeBytes(dir / "inline.p7s", unb64(answer["data"]));
     ASSERT_TRUE(opensslVerifies(dir / "inline.p7s", {}, dir / "signed.bin"));
@@ -266,7 +270,8 @@ TEST_F(FileSafety, StampedPdfSignedDetached) {
     pdfsigSign(dir / "plain.pdf", dir / "report.pdf", "Approval");
     const std::string before = readFile(dir / "report.pdf");
 
-    EXPECT_EQ(sign(dir / "report.pdf", dir / "." / "report.pdf", "Detached", stamp), answerWith(dir / "report.pdf.sgn"));
+    EXPECT_EQ(sign(dir / "report.pdf", dir / "." / "report.pdf", "Detached", stamp),
+              answerWith(dir / "report.pdf.sgn"));
     const std::string after = readFile(dir / "report.pdf");
     EXPECT_GT(after.size(), before.size());
     EXPECT_EQ(after.compare(0, before.size(), before), 0) << "the earlier revision changed";
@@ -304,7 +309,8 @@ TEST_F(FileSafety, StampedPdfSignedDetached) {
     EXPECT_TRUE(noExtension["data"].is_null()) << noExtension.dump();
     EXPECT_EQ(noExtension["error"],
               json::array({"tr{Открепленная подпись PDF со штампом должна иметь расширение .sgn, .p7s, .sig или "
-                           ".dat:} " + (b / "signature.bin").string()}));
+                           ".dat:} " +
+                           (b / "signature.bin").string()}));
     EXPECT_FALSE(fs::exists(b / "signature.bin"));
     EXPECT_EQ(readFile(a / "doc.pdf"), input);
     EXPECT_EQ(namesIn(a), std::set<std::string>{"doc.pdf"});
@@ -354,9 +360,11 @@ TEST_F(FileSafety, EmptyOrMissingOutputWritesNothing) {
         };
         EXPECT_EQ(request(file, signInfo("Attached")),
                   json::parse(R"({"data":null,"error":"tr{Список форматов подписей выходного файла пуст!}"})"));
-        EXPECT_EQ(request(file, signInfo("Detached")), json::parse(R"({"data":null,"error":["Не удалось сохранить файл"]})"));
-        EXPECT_EQ(request(dir / "signed.p7s", signInfo("Attached", {{"cosign", true}, {"search_string", b64(kPetrova)}})),
+        EXPECT_EQ(request(file, signInfo("Detached")),
                   json::parse(R"({"data":null,"error":["Не удалось сохранить файл"]})"));
+        EXPECT_EQ(
+            request(dir / "signed.p7s", signInfo("Attached", {{"cosign", true}, {"search_string", b64(kPetrova)}})),
+            json::parse(R"({"data":null,"error":["Не удалось сохранить файл"]})"));
         EXPECT_EQ(readFile(file), "content");
         EXPECT_EQ(readFile(dir / "signed.p7s"), signature);
         EXPECT_EQ(namesIn(dir), (std::set<std::string>{"doc.txt", "signed.p7s"}));
@@ -385,10 +393,13 @@ TEST_F(FileSafety, OnlyRegularFilesAreDocuments) {
 
     for (const fs::path& path : {dir / "pipe.txt", fs::path("/dev/zero"), dir / "folder.txt"}) {
         SCOPED_TRACE(path.string());
-        EXPECT_EQ(client.request(json{{"method", "get_file_on_base64"}, {"args", {{"file", b64(path.string())}}}}.dump()),
-                  R"({"data":null,"error":["tr{Error convert to base64}"]})");
-        EXPECT_EQ(sign(path, dir / "out.sig", "Attached"), json::parse(R"({"data":null,"error":["Не удалось прочитать файл"]})"));
-        EXPECT_EQ(sign(path, dir / "out.sgn", "Detached"), json::parse(R"({"data":null,"error":["Не удалось прочитать файл"]})"));
+        EXPECT_EQ(
+            client.request(json{{"method", "get_file_on_base64"}, {"args", {{"file", b64(path.string())}}}}.dump()),
+            R"({"data":null,"error":["tr{Error convert to base64}"]})");
+        EXPECT_EQ(sign(path, dir / "out.sig", "Attached"),
+                  json::parse(R"({"data":null,"error":["Не удалось прочитать файл"]})"));
+        EXPECT_EQ(sign(path, dir / "out.sgn", "Detached"),
+                  json::parse(R"({"data":null,"error":["Не удалось прочитать файл"]})"));
         const json verified = client.requestJson({{"method", "verify"}, {"args", {{"file", b64(path.string())}}}});
         EXPECT_TRUE(verified["data"].is_null() || verified["data"].empty()) << verified.dump();
         const json extracted = client.requestJson(
@@ -397,7 +408,8 @@ TEST_F(FileSafety, OnlyRegularFilesAreDocuments) {
         const json cosigned = sign(path, dir / "out.sig", "Attached", {{"cosign", true}});
         EXPECT_TRUE(cosigned["data"].is_null()) << cosigned.dump();
     }
-    EXPECT_EQ(sign(dir / "pipe.pdf", dir / "out.pdf", "PAdES"), json::parse(R"({"data":null,"error":["tr{Файл не существет!}"]})"));
+    EXPECT_EQ(sign(dir / "pipe.pdf", dir / "out.pdf", "PAdES"),
+              json::parse(R"({"data":null,"error":["tr{Файл не существет!}"]})"));
     // Nor is a FIFO replaced by a saved file: the write fails at once and the FIFO stays.
     EXPECT_EQ(saveFile(dir / "pipe.txt", b64("x")).at("data"), nullptr);
     EXPECT_TRUE(fs::is_fifo(dir / "pipe.txt"));
@@ -424,11 +436,13 @@ TEST_F(FileSafety, KillDuringALargeSigningLeavesNoTrace) {
         }
     }
     const std::string digest = runCommand("sha256sum < " + q(input)).output;
-    const std::string request = json{{"method", "sign"},
-                                     {"args", {{"file", b64(input.string())},
-                                               {"output_file", b64((dir / "big-signed.sig").string())},
-                                               {"sign_info", signInfo("Attached")}}}}
-                                    .dump();
+    const std::string request = json{
+        {"method", "sign"},
+        {"args",
+         {{"file", b64(input.string())},
+          {"output_file", b64((dir / "big-signed.sig").string())},
+          {"sign_info",
+           signInfo("Attached")}}}}.dump();
     const std::string cli = VESK_CLI_PATH;
     char* argv[] = {const_cast<char*>(cli.c_str()), const_cast<char*>(request.c_str()), nullptr};
     pid_t pid = 0;

@@ -48,8 +48,7 @@ TEST(FileServices, SaveExistsAndReadBackACyrillicNamedBinaryFile) {
     auto saveEmpty = fileRequest("save_file", empty);
     saveEmpty["args"]["data"] = "";
     EXPECT_EQ(client.requestJson(saveEmpty).at("data"), true);
-    EXPECT_EQ(client.requestJson(fileRequest("get_file_on_base64", empty)),
-              json::parse(R"({"data":"","error":null})"));
+    EXPECT_EQ(client.requestJson(fileRequest("get_file_on_base64", empty)), json::parse(R"({"data":"","error":null})"));
 }
 
 TEST(FileServices, FailuresAnswerErrorsAndLeaveFilesIntact) {

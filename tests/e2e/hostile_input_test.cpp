@@ -90,11 +90,14 @@ protected:
               const std::string& attachType = "PAdES", int page = -1, ModuleClient* module = nullptr) {
         json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(searchString)}};
         info["watermark"] = {{"page", page}, {"strings", {{{"text", "Подписано: Петрова М. С."}}}}};
-        return ask(module != nullptr ? *module : client,
-                   {{"method", "sign"},
-                    {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
+        return ask(
+            module != nullptr ? *module : client,
+            {{"method", "sign"},
+             {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
     }
-    json verify(const fs::path& file) { return ask(client, {{"method", "verify"}, {"args", {{"file", b64(file.string())}}}}); }
+    json verify(const fs::path& file) {
+        return ask(client, {{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
+    }
 
     // A sample PDF rewritten by qpdf in its editable form, changed by `edit`, and made whole
     // again (offsets, lengths) by qpdf's fix-qdf.
@@ -133,10 +136,11 @@ TEST_F(Hostile, SearchStringThatIsNotUtf8IsRefused) {
     const fs::path pdf = dir / "doc.pdf";
     makePdf(pdf);
     const std::string original = readFile(pdf);
-    for (const std::string& bad : {std::string("\xcf\xe5\xf2\xf0\xee\xe2\xe0"), std::string("\xff\xfe"),
-                                  std::string("0x4512\xc0\xaf")}) {
+    for (const std::string& bad :
+         {std::string("\xcf\xe5\xf2\xf0\xee\xe2\xe0"), std::string("\xff\xfe"), std::string("0x4512\xc0\xaf")}) {
         for (const int page : {0, -2}) {
-            EXPECT_EQ(sign(pdf, dir / "out.pdf", bad, "PAdES", page), errorAnswer("tr{Text is not UTF-8:} search_string"));
+            EXPECT_EQ(sign(pdf, dir / "out.pdf", bad, "PAdES", page),
+                      errorAnswer("tr{Text is not UTF-8:} search_string"));
             EXPECT_FALSE(fs::exists(dir / "out.pdf"));
             EXPECT_EQ(readFile(pdf), original);
         }
@@ -146,7 +150,8 @@ TEST_F(Hostile, SearchStringThatIsNotUtf8IsRefused) {
     const std::string rawReason = R"({"method":"sign","args":{"file":")" + b64(pdf.string()) +
                                   R"(","reason":"\xcf\xe5\xf2","sign_info":{"attach_type":"PAdES"}}})";
     const json refused = json::parse(askText(rawReason));
-    EXPECT_EQ(refused["error"][0].get<std::string>().rfind("tr{JSON Exception:} [json.exception.parse_error.101]", 0), 0u)
+    EXPECT_EQ(refused["error"][0].get<std::string>().rfind("tr{JSON Exception:} [json.exception.parse_error.101]", 0),
+              0u)
         << refused.dump();
     EXPECT_EQ(readFile(pdf), original);
 
@@ -169,22 +174,21 @@ TEST_F(Hostile, JsonNestedDeeperThan512LevelsIsRefused) {
         errorAnswer("tr{JSON Exception:} [json.exception.parse_error.101] parse error: nesting deeper than 512 levels");
     EXPECT_EQ(json::parse(askText(logRequest(511))), refused);
     EXPECT_EQ(json::parse(askText(logRequest(100000))), refused);
-    const std::string deepObject = R"({"method":"verify","args":{"document":"QQ==","x":)" +
-                                   [] {
-                                       std::string s;
-                                       for (int i = 0; i < 100000; ++i) s += R"({"k":)";
-                                       return s + "1" + std::string(100000, '}');
-                                   }() +
-                                   "}}";
+    const std::string deepObject = R"({"method":"verify","args":{"document":"QQ==","x":)" + [] {
+        std::string s;
+        for (int i = 0; i < 100000; ++i) s += R"({"k":)";
+        return s + "1" + std::string(100000, '}');
+    }() + "}}";
     EXPECT_EQ(json::parse(askText(deepObject)), refused);
 
     // 510 levels of arrays around many numbers: the indented log record stays bounded.
-    const std::string wide =
-        R"({"method":"log","args":{"a":)" + std::string(510, '[') + [] {
-            std::string s;
-            for (int i = 0; i < 20000; ++i) s += "1,";
-            return s + "1";
-        }() + std::string(510, ']') + "}}";
+    const std::string wide = R"({"method":"log","args":{"a":)" + std::string(510, '[') +
+                             [] {
+                                 std::string s;
+                                 for (int i = 0; i < 20000; ++i) s += "1,";
+                                 return s + "1";
+                             }() +
+                             std::string(510, ']') + "}}";
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(askText(wide), R"({"data":null,"error":null})");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
@@ -269,7 +273,9 @@ open(out, "wb").write(b"".join(parts))
     writeBytes(dir / "hide.py", script);
     const auto make = [&](int levels, const std::string& mode) {
         const fs::path pdf = dir / (mode + std::to_string(levels) + ".pdf");
-        EXPECT_EQ(runCommand("python3 " + q(dir / "hide.py") + " " + std::to_string(levels) + " " + mode + " " + q(pdf)).exitCode, 0);
+        EXPECT_EQ(runCommand("python3 " + q(dir / "hide.py") + " " + std::to_string(levels) + " " + mode + " " + q(pdf))
+                      .exitCode,
+                  0);
         return pdf;
     };
     const json loadError = errorAnswer("tr{Error on load file:} ePdfError_BrokenFile");
@@ -364,11 +370,13 @@ TEST_F(Hostile, TwoPluginsSignPdfsOnTwoThreads) {
     }
     json answers[2][2];
     std::thread one([&] {
-        for (int i = 0; i < 2; ++i) answers[0][i] = sign(inputs[i], dir / ("s" + std::to_string(i) + ".pdf"), kPetrova, "PAdES", -2);
+        for (int i = 0; i < 2; ++i)
+            answers[0][i] = sign(inputs[i], dir / ("s" + std::to_string(i) + ".pdf"), kPetrova, "PAdES", -2);
     });
     std::thread two([&] {
         for (int i = 0; i < 2; ++i)
-            answers[1][i] = sign(inputs[2 + i], dir / ("s" + std::to_string(2 + i) + ".pdf"), kIvanov, "PAdES", -2, &second);
+            answers[1][i] =
+                sign(inputs[2 + i], dir / ("s" + std::to_string(2 + i) + ".pdf"), kIvanov, "PAdES", -2, &second);
     });
     one.join();
     two.join();

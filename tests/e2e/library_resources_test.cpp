@@ -32,11 +32,11 @@ TEST(LibraryResources, SigningAndVerifyingReleaseEveryChain) {
     ModuleClient client;
     const json signInfo = {{"provider", "CryptoPRO"}, {"search_string", b64(kIvanov)}};
     for (int round = 0; round < 3; ++round) {
-        const json signed_ = client.requestJson({{"method", "sign"}, {"args", {{"document", b64("акт")}, {"sign_info", signInfo}}}});
+        const json signed_ =
+            client.requestJson({{"method", "sign"}, {"args", {{"document", b64("акт")}, {"sign_info", signInfo}}}});
         ASSERT_TRUE(signed_["error"].is_null()) << signed_.dump();
         const json verified = client.requestJson(
-            {{"method", "verify"},
-             {"args", {{"document", ""}, {"signature", signed_["data"]}, {"attached", true}}}});
+            {{"method", "verify"}, {"args", {{"document", ""}, {"signature", signed_["data"]}, {"attached", true}}}});
         ASSERT_TRUE(verified["error"].is_null()) << verified.dump();
         ASSERT_FALSE(verified["chain"].empty()) << "the chain was built, so a chain context was handed out";
     }

@@ -49,7 +49,7 @@ TEST(MalformedRequests, EveryEntryGetsAnErrorAnswer) {
         "{\"method\":\"\xff\xfe\",\"args\":{}}",
         "{\"method\":\"version\",\"args\":{},\"x\":\"\xc3\"}",
         R"({"method":"\ud800","args":{}})",
-        std::string(100000, '[') ,
+        std::string(100000, '['),
     };
     ModuleClient client;
     for (const auto& request : corpus) {
@@ -61,7 +61,8 @@ TEST(MalformedRequests, EveryEntryGetsAnErrorAnswer) {
         EXPECT_TRUE(answer.at("data").is_null()) << shown;
         EXPECT_FALSE(answer.at("error").is_null()) << shown << " -> " << text.substr(0, 200);
     }
-    EXPECT_EQ(client.request(R"({"method":"version","args":{}})"), R"({"data":")" VESK_VERSION_TEXT R"(","error":null})");
+    EXPECT_EQ(client.request(R"({"method":"version","args":{}})"),
+              R"({"data":")" VESK_VERSION_TEXT R"(","error":null})");
 }
 
 // A parser's failure keeps the policy hosts know from it: the file services answer with their
@@ -76,5 +77,6 @@ TEST(MalformedRequests, ParsersKeepTheirFailurePolicies) {
             << method;
     }
     const auto signed_ = client.request(R"({"method":"sign","args":{"sign_info":{"cosign":"yes"}}})");
-    EXPECT_EQ(signed_.rfind(R"({"data":null,"error":["tr{JSON Exception:} [json.exception.type_error.)", 0), 0u) << signed_;
+    EXPECT_EQ(signed_.rfind(R"({"data":null,"error":["tr{JSON Exception:} [json.exception.type_error.)", 0), 0u)
+        << signed_;
 }

@@ -120,9 +120,9 @@ protected:
     json sign(const fs::path& file, const fs::path& output, const std::string& serial, json extra = json::object()) {
         json info = {{"provider", "CryptoPRO"}, {"attach_type", "PAdES"}, {"search_string", b64(serial)}};
         info.update(extra);
-        return client.requestJson({{"method", "sign"},
-                                   {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())},
-                                             {"sign_info", info}}}});
+        return client.requestJson(
+            {{"method", "sign"},
+             {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
     }
 
     // qpdf --check passes, and every ByteRange holds a signature that openssl verifies over the
@@ -147,11 +147,12 @@ protected:
                 signature += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
             writeBytes(der, signature);
             std::string output;
-            EXPECT_EQ(openssl("cms -verify -binary -inform DER -in " + q(der) + " -content " + q(ranges) +
-                                  " -CAfile " + q(pki("pem/trusted.pem")) + " -out /dev/null",
+            EXPECT_EQ(openssl("cms -verify -binary -inform DER -in " + q(der) + " -content " + q(ranges) + " -CAfile " +
+                                  q(pki("pem/trusted.pem")) + " -out /dev/null",
                               &output),
                       0)
-                << pdf << " signature " << count << "\n" << output;
+                << pdf << " signature " << count << "\n"
+                << output;
         }
         return count;
     }
@@ -314,10 +315,12 @@ TEST_F(RealWorldPdf, TextFieldNamedLikeTheSignatureKeepsSignatureNamesDistinct) 
                "var doc = new PDFDocument(scriptArgs[0]);\n"
                "var page = doc.findPage(0);\n"
                "var field = doc.addObject({Type: 'Annot', Subtype: 'Widget', FT: doc.newName('Tx'),\n"
-               "    T: doc.newString('" + field + "'), Rect: [72, 600, 272, 620], F: 4, P: page});\n"
-               "page.put('Annots', [field]);\n"
-               "doc.getTrailer().Root.put('AcroForm', doc.addObject({Fields: [field]}));\n"
-               "doc.save(scriptArgs[1]);\n");
+               "    T: doc.newString('" +
+                   field +
+                   "'), Rect: [72, 600, 272, 620], F: 4, P: page});\n"
+                   "page.put('Annots', [field]);\n"
+                   "doc.getTrailer().Root.put('AcroForm', doc.addObject({Fields: [field]}));\n"
+                   "doc.save(scriptArgs[1]);\n");
     produce("mutool run " + q(dir / "field.js") + " " + q(plain) + " " + q(dir / "with-field.pdf"));
     ASSERT_FALSE(HasFatalFailure());
     const auto form = runCommand("qpdf --qdf " + q(dir / "with-field.pdf") + " - 2>/dev/null").output;

@@ -18,7 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-
 std::string q(const fs::path& path) { return shellQuote(path.string()); }
 
 class Sign : public ::testing::Test {
@@ -32,21 +31,22 @@ protected:
               const std::string& serial = kIvanov, json extra = json::object()) {
         json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(serial)}};
         info.update(extra);
-        return client.requestJson({{"method", "sign"},
-                                   {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())},
-                                             {"sign_info", info}}}});
+        return client.requestJson(
+            {{"method", "sign"},
+             {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
     }
     fs::path text(const std::string& name, const std::string& content) {
         writeBytes(dir / name, content);
         return dir / name;
     }
     // openssl's verdict, trusting the test PKI; the content lands in `out`.
-    bool opensslVerifies(const fs::path& signature, const std::string& content = "", const fs::path& out = "/dev/null") {
+    bool opensslVerifies(const fs::path& signature, const std::string& content = "",
+                         const fs::path& out = "/dev/null") {
         std::string output;
-        const int status = openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " +
-                                       q(pki("pem/trusted.pem")) + " -out " + q(out) +
-                                       (content.empty() ? "" : " -content " + q(content)),
-                                   &output);
+        const int status =
+            openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
+                        " -out " + q(out) + (content.empty() ? "" : " -content " + q(content)),
+                    &output);
         EXPECT_EQ(status, 0) << output;
         return status == 0;
     }
@@ -86,7 +86,8 @@ TEST_F(Sign, SignatureFilesPassOpenssl) {
         const json answer = client.requestJson(
             {{"method", "sign"},
              {"args",
-              {{"file", b64(out.string())}, {"output_file", b64(cosigned.string())},
+              {{"file", b64(out.string())},
+               {"output_file", b64(cosigned.string())},
                {"sign_info", {{"provider", "CryptoPRO"}, {"cosign", true}, {"search_string", b64(other)}}}}}});
         EXPECT_EQ(answeredPath(answer), cosigned.string());
         EXPECT_TRUE(opensslVerifies(cosigned));
@@ -101,7 +102,8 @@ TEST_F(Sign, SignatureFilesPassOpenssl) {
     // Inline data: signed and answered in base64, nothing written.
     const json answer = client.requestJson(
         {{"method", "sign"},
-         {"args", {{"document", b64("строка")}, {"sign_info", {{"provider", "CryptoPRO"}, {"search_string", b64(kIvanov)}}}}}});
+         {"args",
+          {{"document", b64("строка")}, {"sign_info", {{"provider", "CryptoPRO"}, {"search_string", b64(kIvanov)}}}}}});
     ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
     writeBytes(dir / "inline.p7s", unb64(answer["data"]));
     EXPECT_TRUE(opensslVerifies(dir / "inline.p7s"));
@@ -120,8 +122,10 @@ TEST_F(Sign, RefusalsLeaveTheInputIntact) {
     makePdf(dir / "plain.pdf");
     opensslSign(dir / "plain.pdf", dir / "wrapped.pdf", "user_gost256", false);
     opensslSign(dir / "wrapped.pdf", dir / "wrapped.pdf.sig", "user_gost256", true);
-    EXPECT_EQ(sign(dir / "wrapped.pdf", dir / "out.sig", "Attached"),
-              json::parse(R"({"data":null,"error":"tr{У входного файла существуют прикрепленная и открепленная подписи одновременно!}"})"));
+    EXPECT_EQ(
+        sign(dir / "wrapped.pdf", dir / "out.sig", "Attached"),
+        json::parse(
+            R"({"data":null,"error":"tr{У входного файла существуют прикрепленная и открепленная подписи одновременно!}"})"));
 
     const std::string pdf = readFile(dir / "plain.pdf");
     refused(sign(dir / "plain.pdf", dir / "plain.pdf", "Другое"), "tr{Формат для создания подписи не определен!}");
@@ -173,13 +177,15 @@ TEST_F(Sign, PadesSignaturesCheckedByQpdfPdfsigAndOpenssl) {
         writeBytes(dir / "ranges.bin", cosigned.substr(a, b) + cosigned.substr(c, d));
         std::string hex = cosigned.substr(b + 1, c - b - 2);
         std::string der;
-        for (size_t i = 0; i + 1 < hex.size(); i += 2) der += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+        for (size_t i = 0; i + 1 < hex.size(); i += 2)
+            der += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
         writeBytes(dir / "hole.der", der);
         EXPECT_TRUE(opensslVerifies(dir / "hole.der", (dir / "ranges.bin").string()));
     }
     EXPECT_EQ(signatures, 2);
 
-    const json verified = client.requestJson({{"method", "verify"}, {"args", {{"file", b64((dir / "cosigned.pdf").string())}}}});
+    const json verified =
+        client.requestJson({{"method", "verify"}, {"args", {{"file", b64((dir / "cosigned.pdf").string())}}}});
     ASSERT_EQ(verified["data"].size(), 2u) << verified.dump();
     EXPECT_EQ(verified["data"][0]["SerialNumber"], kIvanov);
     EXPECT_EQ(verified["data"][1]["SerialNumber"], kPetrova);

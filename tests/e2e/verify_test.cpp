@@ -16,7 +16,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-
 class Verify : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -113,8 +112,9 @@ TEST_F(Verify, PdfSignedTwiceByPdfsig) {
     writeBytes(dir / "broken.pdf", bytes);
     EXPECT_EQ(signers(verify(dir / "broken.pdf")), (Signers{{"0x5001", false}, {"0x5001", false}}));
 
-    EXPECT_EQ(client.request(json{{"method", "verify"}, {"args", {{"file", b64((dir / "plain.pdf").string())}}}}.dump()),
-              R"({"data":null,"error":["tr{This PDF file does not contain a signature.}"]})");
+    EXPECT_EQ(
+        client.request(json{{"method", "verify"}, {"args", {{"file", b64((dir / "plain.pdf").string())}}}}.dump()),
+        R"({"data":null,"error":["tr{This PDF file does not contain a signature.}"]})");
 }
 
 TEST_F(Verify, FilesWithoutAUsableSignature) {
@@ -133,8 +133,8 @@ TEST_F(Verify, FilesWithoutAUsableSignature) {
     ASSERT_EQ(answer["error"].size(), 1u) << answer.dump();
 
     const fs::path missing = dir / "missing.txt";
-    EXPECT_EQ(verify(missing),
-              json::parse(R"({"data":null,"error":["Error load file: )" + missing.string() + R"( is empty or not exists"]})"));
+    EXPECT_EQ(verify(missing), json::parse(R"({"data":null,"error":["Error load file: )" + missing.string() +
+                                           R"( is empty or not exists"]})"));
     answer = verify(text("empty.sig", ""));
     EXPECT_TRUE(answer["data"].is_null());
     EXPECT_EQ(answer["error"].size(), 1u) << answer.dump();
@@ -168,11 +168,9 @@ TEST_F(Verify, InlineDataAndSignature) {
     opensslSign(original, dir / "attached.p7s", "user_gost256", false);
     opensslSign(original, dir / "detached.p7s", "user_gost256", true);
     auto inlineVerify = [&](const std::string& document, const fs::path& signature, bool attached) {
-        return client.requestJson({{"method", "verify"},
-                                   {"args",
-                                    {{"document", b64(document)},
-                                     {"signature", b64(readFile(signature))},
-                                     {"attached", attached}}}});
+        return client.requestJson(
+            {{"method", "verify"},
+             {"args", {{"document", b64(document)}, {"signature", b64(readFile(signature))}, {"attached", attached}}}});
     };
 
     auto answer = inlineVerify("", dir / "attached.p7s", true);

@@ -31,11 +31,15 @@ protected:
 
     json sign(const fs::path& file, const fs::path& output, const std::string& attachType, const std::string& tsp,
               const std::string& serial = kIvanov, bool cosign = false) {
-        const json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(serial)},
-                           {"cades_type", "CadesXLongType1"}, {"tsp_url", tsp}, {"cosign", cosign}};
-        return client.requestJson({{"method", "sign"},
-                                   {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())},
-                                             {"sign_info", info}}}});
+        const json info = {{"provider", "CryptoPRO"},
+                           {"attach_type", attachType},
+                           {"search_string", b64(serial)},
+                           {"cades_type", "CadesXLongType1"},
+                           {"tsp_url", tsp},
+                           {"cosign", cosign}};
+        return client.requestJson(
+            {{"method", "sign"},
+             {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
     }
     json verify(const fs::path& file) {
         return client.requestJson({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
@@ -44,16 +48,17 @@ protected:
     // signature value.
     void judge(const fs::path& signature, const std::string& content, int signer = 0) {
         std::string log;
-        EXPECT_EQ(openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
-                              " -out /dev/null" + (content.empty() ? "" : " -content " + q(content)),
-                          &log),
-                  0)
+        EXPECT_EQ(
+            openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
+                        " -out /dev/null" + (content.empty() ? "" : " -content " + q(content)),
+                    &log),
+            0)
             << log;
         const std::string index = " " + std::to_string(signer);
         ASSERT_EQ(cadesEvidence("sigvalue " + q(signature) + " " + q(dir / "value.bin") + index, &log), 0) << log;
-        ASSERT_EQ(cadesEvidence("attr " + q(signature) + " 1.2.840.113549.1.9.16.2.14 " + q(dir / "token.der") + index,
-                                &log),
-                  0)
+        ASSERT_EQ(
+            cadesEvidence("attr " + q(signature) + " 1.2.840.113549.1.9.16.2.14 " + q(dir / "token.der") + index, &log),
+            0)
             << log;
         EXPECT_EQ(openssl("ts -verify -token_in -in " + q(dir / "token.der") + " -data " + q(dir / "value.bin") +
                               " -CAfile " + q(pki("pem/trusted.pem")) + " -untrusted " + q(pki("pem/tsa_gost.crt")),

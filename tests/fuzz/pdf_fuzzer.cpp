@@ -19,7 +19,8 @@ public:
     VerifySignResultPtr verifyAttachedSign(const std::vector<unsigned char>&) override {
         return std::make_shared<ResultWithSigners>();
     }
-    VerifySignResultPtr verifyDetachedSign(const std::vector<unsigned char>&, const std::vector<unsigned char>&) override {
+    VerifySignResultPtr verifyDetachedSign(const std::vector<unsigned char>&,
+                                           const std::vector<unsigned char>&) override {
         return std::make_shared<ResultWithSigners>();
     }
 };
@@ -48,8 +49,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto& root = vesk::fuzz::sandbox("");
     const auto pdf = root / "input.pdf";
-    std::ofstream(pdf, std::ios::binary | std::ios::trunc).write(reinterpret_cast<const char*>(data),
-                                                                   static_cast<std::streamsize>(size));
+    std::ofstream(pdf, std::ios::binary | std::ios::trunc)
+        .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     SignTypeDeterminator::getSignFormats(pdf);
     PdfSignVerifycator(std::make_shared<NoVerify>()).verify(pdf);
 

@@ -80,15 +80,17 @@ std::string LocalServices::tsaUrl(const std::string& variant) const { return bas
 
 std::string LocalServices::ocspUrl(const std::string& variant) const { return baseUrl(port_) + "/ocsp" + variant; }
 
-LocalServices::OcspRedirect::OcspRedirect(const std::string& url) { ::setenv("CADES_EMULATOR_OCSP_URL", url.c_str(), 1); }
+LocalServices::OcspRedirect::OcspRedirect(const std::string& url) {
+    ::setenv("CADES_EMULATOR_OCSP_URL", url.c_str(), 1);
+}
 
 LocalServices::OcspRedirect::~OcspRedirect() {
     ::setenv("CADES_EMULATOR_OCSP_URL", LocalServices::instance().ocspUrl().c_str(), 1);
 }
 
 int cadesEvidence(const std::string& args, std::string* output) {
-    const auto result = runCommand("python3 " + shellQuote(std::string(VESK_TEST_SUPPORT_DIR) + "/cades-evidence.py") + " " +
-                                   args + " 2>&1");
+    const auto result = runCommand("python3 " + shellQuote(std::string(VESK_TEST_SUPPORT_DIR) + "/cades-evidence.py") +
+                                   " " + args + " 2>&1");
     if (output != nullptr) *output = result.output;
     return result.exitCode;
 }

@@ -20,7 +20,8 @@ CommandResult runCommand(const std::string& command) {
         if (!pipe) return result;
         std::array<char, 65536> buffer{};
         size_t read = 0;
-        while ((read = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) > 0) result.output.append(buffer.data(), read);
+        while ((read = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) > 0)
+            result.output.append(buffer.data(), read);
     }
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return result;
@@ -29,8 +30,10 @@ CommandResult runCommand(const std::string& command) {
 std::string shellQuote(const std::string& text) {
     std::string quoted = "'";
     for (char c : text) {
-        if (c == '\'') quoted += "'\\''";
-        else quoted += c;
+        if (c == '\'')
+            quoted += "'\\''";
+        else
+            quoted += c;
     }
     return quoted + "'";
 }

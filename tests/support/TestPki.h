@@ -24,7 +24,7 @@ bool usesEmulator();
 }  // namespace vesk::test
 
 // Skips the current test when another CAdES library is under test.
-#define VESK_SKIP_UNLESS_EMULATOR(reason)                                                      \
-    do {                                                                                        \
+#define VESK_SKIP_UNLESS_EMULATOR(reason)                                                            \
+    do {                                                                                             \
         if (!::vesk::test::usesEmulator()) GTEST_SKIP() << "needs the CAdES emulator: " << (reason); \
     } while (false)

@@ -2,8 +2,8 @@
 // and get_file_on_base64 writes its answer around the base64 text. Both must give exactly the
 // answers (and files) of the plain JSON path, for every request, including awkward ones.
 
-#include "plugin/Answer.h"
 #include "common/Base64.h"
+#include "plugin/Answer.h"
 #include "plugin/FileRequests.h"
 #include "plugin/RequestDispatcher.h"
 #include "plugin/RequestSkeleton.h"
@@ -68,7 +68,8 @@ TEST(LargeStrings, SaveFileReadInPlaceAnswersAsTheJsonDocument) {
     const std::vector<std::string> cut = {
         request(R"("file":)" + file + R"(,"data":)" + data),
         " {\n\t\"method\" : \"save_file\" ,\r\n \"args\" : { \"data\" : " + data + " , \"file\" : " + file + " } } ",
-        request(R"("file":)" + file + R"(,"note":"a\"b\\c\u0041\ud83d\ude00","x":{"data":"zz"},"y":[1,{"data":2}],"data":)" + data),
+        request(R"("file":)" + file +
+                R"(,"note":"a\"b\\c\u0041\ud83d\ude00","x":{"data":"zz"},"y":[1,{"data":2}],"data":)" + data),
         request(R"("file":)" + file + R"(,"data":"")"),
         request(R"("file":)" + file + R"(,"data":"QUJD")") + " trailing",
         request(R"("file":)" + file + R"(,"data":)" + data + R"(,"z":tru)"),

@@ -3,8 +3,8 @@
 #include "crypto/SignTypeDeterminator.h"
 #include "support/TempHome.h"
 
-#include <boost/optional/optional_io.hpp>
 #include <gtest/gtest.h>
+#include <boost/optional/optional_io.hpp>
 
 #include <fstream>
 

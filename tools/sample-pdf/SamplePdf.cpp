@@ -29,16 +29,14 @@ constexpr unsigned kImageWidth = 1024;
 
 PdfFont* unicodeFont(PdfMemDocument& document, const PdfEncoding* encoding) {
     for (const char* family : kFontFamilies) {
-        PdfFont* font = document.CreateFont(family, false, false, false, encoding,
-                                            PdfFontCache::eFontCreationFlags_None, true);
+        PdfFont* font =
+            document.CreateFont(family, false, false, false, encoding, PdfFontCache::eFontCreationFlags_None, true);
         if (font != nullptr) return font;
     }
     PODOFO_RAISE_ERROR_INFO(ePdfError_InvalidFontFile, "no Unicode font found (Liberation Sans, DejaVu Sans)");
 }
 
-PdfString utf8(const std::string& text) {
-    return PdfString(reinterpret_cast<const pdf_utf8*>(text.c_str()));
-}
+PdfString utf8(const std::string& text) { return PdfString(reinterpret_cast<const pdf_utf8*>(text.c_str())); }
 
 void drawText(PdfPainter& painter, const PdfRect& box, PdfFont& font, int number, int count) {
     const double margin = 56.0;

@@ -40,8 +40,10 @@ int main(int argc, char** argv) {
                 std::cerr << "vesk-sample-pdf: bad value for " << arg << "\n" << kUsage;
                 return 2;
             }
-            if (arg == "--pages") options.pages = static_cast<int>(*value);
-            else options.minimumBytes = static_cast<std::uint64_t>(*value) << 20;
+            if (arg == "--pages")
+                options.pages = static_cast<int>(*value);
+            else
+                options.minimumBytes = static_cast<std::uint64_t>(*value) << 20;
         } else if (arg.rfind("--", 0) != 0 && !output) {
             output = arg;
         } else {
