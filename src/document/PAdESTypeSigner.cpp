@@ -88,38 +88,43 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
     fstools::readFileToVector(options.file, pdf);
     VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
     startUpdateOnNewLine(pdf);
-    PdfMemDocument document;
-    const auto update = openForUpdate(document, pdf, result);
+    // Held only until the signed bytes are read: the document and PoDoFo's copy of the file go
+    // before the signer runs.
+    auto document = std::make_unique<PdfMemDocument>();
+    auto update = openForUpdate(*document, pdf, result);
     if (!update || !permitted(update->refusalToSign(), result)) return result;
     if (watermarkRequested(options) && !permitted(update->refusalToStamp(), result)) return result;
+    // PoDoFo keeps its own copy of a plain file for the update; only an encrypted file's update,
+    // written here, needs these bytes again.
+    if (!update->encrypted()) std::vector<char>().swap(pdf);
 
     PdfRefCountedBuffer buffer;
     PdfOutputDevice output(&buffer);
     PdfSignOutputDevice signDevice(&output);
     signDevice.SetSignatureSize(options.cades_type == CadesType::CadesXLongType1 ? kLongSignatureSize : kSignatureSize);
-    if (document.GetPageCount() == 0) return fail(result, noPagesMessage(options.file));
+    if (document->GetPageCount() == 0) return fail(result, noPagesMessage(options.file));
 
     const bool fieldAdded = runWatermarkStep(result, [&] {
-        PdfAcroForm* form = document.GetAcroForm(true, ePdfAcroFormDefaultAppearance_BlackText12pt);
+        PdfAcroForm* form = document->GetAcroForm(true, ePdfAcroFormDefaultAppearance_BlackText12pt);
         if (form == nullptr)
             VLOG_ERROR << "Error, AcroForm is null";
         else
             setFormFlags(*form);
 
         if (!watermarkRequested(options)) {
-            addSignatureField(document, document.GetPage(0), PdfRect(0, 0, 0, 0), signDevice, options);
+            addSignatureField(*document, document->GetPage(0), PdfRect(0, 0, 0, 0), signDevice, options);
             return;
         }
         // A stamp on every page still makes one signature: the field goes with the first
         // stamp, since each further field would reserve a second signature hole.
-        const auto pages = selectedPages(document, options.watermark.page);
+        const auto pages = selectedPages(*document, options.watermark.page);
         for (size_t i = 0; i < pages.size(); ++i)
-            drawWatermark(pages[i], document, i == 0 ? &signDevice : nullptr, options);
+            drawWatermark(pages[i], *document, i == 0 ? &signDevice : nullptr, options);
     });
     if (!fieldAdded) return result;
 
     update->write(signDevice);
-    if (document.GetPageCount() == 0) {
+    if (document->GetPageCount() == 0) {
         VLOG_ERROR << "No page found after document signed";
         return fail(result, "tr{No page found after document signed}");
     }
@@ -131,10 +136,14 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
     signDevice.AdjustByteRange();
     signDevice.Seek(0);
     std::vector<unsigned char> signedBytes;
+    signedBytes.reserve(signDevice.GetLength());
     std::vector<char> chunk(kReadChunk);
     for (size_t read; (read = signDevice.ReadForSignature(chunk.data(), chunk.size())) > 0;)
         signedBytes.insert(signedBytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(read));
     VLOG_DEBUG << "Read for sign: " << signedBytes.size() << " bytes.";
+    update.reset();
+    document.reset();
+    std::vector<char>().swap(pdf);
 
     std::vector<unsigned char> signature;
     const RequestApiResultPtr signing = signer_->signMessage(signedBytes, signature, options, internal);
@@ -150,12 +159,14 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
     signDevice.SetSignature(PdfData(reinterpret_cast<const char*>(signature.data()), signature.size()));
     signDevice.Flush();
 
-    const std::vector<char> signedPdf(buffer.GetBuffer(), buffer.GetBuffer() + signDevice.GetLength());
     // compat: the running result is still the fresh one here, so only save_with_errors lets
-    // the file be written; success is reported either way.
+    // the file be written; success is reported either way. The file is written straight from the
+    // output buffer, without a copy.
     if (result->success || options.save_with_errors) {
-        if (!fstools::saveVectorToFile(options.output_file, signedPdf))
+        if (!fstools::writeFileAtomically(options.output_file, buffer.GetBuffer(), signDevice.GetLength())) {
+            VLOG_ERROR << "Open file: " << options.output_file.string() << " fault";
             return fail(result, "tr{Не удалось сохранить файл}");
+        }
     }
     result->success = true;
     result->errors.clear();
