@@ -6,10 +6,16 @@
 #include <openssl/evp.h>
 #include <openssl/provider.h>
 
+#include <memory>
 #include <mutex>
 
 namespace Vesk::Crypto {
 namespace {
+
+struct ProviderUnload {
+    void operator()(OSSL_PROVIDER* provider) const { OSSL_PROVIDER_unload(provider); }
+};
+using ProviderPtr = std::unique_ptr<OSSL_PROVIDER, ProviderUnload>;
 
 // A fetch that fails leaves errors behind; the host's error queue is restored as it was.
 bool rc4Available() {
@@ -32,11 +38,12 @@ bool loadLegacyProvider() {
     }
     ERR_set_mark();
     // retain_fallbacks = 1: loading a provider must not switch off the default one. The
-    // provider stays loaded for the life of the process, like the host's own providers; OpenSSL
-    // unloads it at exit.
-    OSSL_PROVIDER* legacy = OSSL_PROVIDER_try_load(nullptr, "legacy", 1);
+    // provider stays loaded while the module is, and is unloaded with it (at exit, before
+    // OpenSSL's own clean-up, or when the host unloads the module).
+    static ProviderPtr legacy;
+    legacy.reset(OSSL_PROVIDER_try_load(nullptr, "legacy", 1));
     ERR_pop_to_mark();
-    if (legacy == nullptr) {
+    if (!legacy) {
         VLOG_WARNING << "OpenSSL legacy provider not found; RC4-encrypted PDFs cannot be read";
         return false;
     }
