@@ -122,7 +122,8 @@ PY
 # fontconfig keeps its caches behind offsets instead of pointers, so the leak checker takes them
 # for leaks; everything else that is lost counts.
 printf 'leak:libfontconfig.so\n' >"$work/lsan.supp"
-export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 LSAN_OPTIONS=suppressions=$work/lsan.supp
+# intercept_tls_get_addr=0: see scripts/test.sh.
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:intercept_tls_get_addr=0 LSAN_OPTIONS=suppressions=$work/lsan.supp
 status=0
 for target in "${targets[@]}"; do
   corpus=$work/corpus-$target
