@@ -88,15 +88,12 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
     fstools::readFileToVector(options.file, pdf);
     VLOG_VERBOSE << "Read to pdfBuff " << pdf.size() << " bytes";
     startUpdateOnNewLine(pdf);
-    // Held only until the signed bytes are read: the document and PoDoFo's copy of the file go
-    // before the signer runs.
+    // Held only until the update is written: the document reads the file's bytes where they are,
+    // and both go before the signed bytes are gathered.
     auto document = std::make_unique<PdfMemDocument>();
     auto update = openForUpdate(*document, pdf, result);
     if (!update || !permitted(update->refusalToSign(), result)) return result;
     if (watermarkRequested(options) && !permitted(update->refusalToStamp(), result)) return result;
-    // PoDoFo keeps its own copy of a plain file for the update; only an encrypted file's update,
-    // written here, needs these bytes again.
-    if (!update->encrypted()) std::vector<char>().swap(pdf);
 
     PdfRefCountedBuffer buffer;
     PdfOutputDevice output(&buffer);
@@ -133,6 +130,10 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
         return fail(result, "tr{Cannot find signature position in document data}");
     }
 
+    update.reset();
+    document.reset();
+    std::vector<char>().swap(pdf);
+
     signDevice.AdjustByteRange();
     signDevice.Seek(0);
     std::vector<unsigned char> signedBytes;
@@ -141,9 +142,6 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
     for (size_t read; (read = signDevice.ReadForSignature(chunk.data(), chunk.size())) > 0;)
         signedBytes.insert(signedBytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(read));
     VLOG_DEBUG << "Read for sign: " << signedBytes.size() << " bytes.";
-    update.reset();
-    document.reset();
-    std::vector<char>().swap(pdf);
 
     std::vector<unsigned char> signature;
     const RequestApiResultPtr signing = signer_->signMessage(signedBytes, signature, options, internal);

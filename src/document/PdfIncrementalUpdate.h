@@ -33,7 +33,6 @@ public:
     PdfIncrementalUpdate(const PdfIncrementalUpdate&) = delete;
     PdfIncrementalUpdate& operator=(const PdfIncrementalUpdate&) = delete;
 
-    bool encrypted() const { return encrypt_ != nullptr; }
     // The refusal for changing the page content (stamping), or for adding a signature field,
     // that the document's permissions forbid; empty when allowed.
     std::string refusalToStamp() const;

@@ -4,6 +4,11 @@
 #include "document/PdfNesting.h"
 #include "document/Win1251Encoding.h"
 
+#include <boost/iostreams/device/array.hpp>
+#include <boost/iostreams/stream.hpp>
+#include <boost/utility/base_from_member.hpp>
+
+#include <memory>
 #include <mutex>
 #include <string_view>
 
@@ -33,6 +38,16 @@ void buildSharedEncodings() {
     }
 }
 
+using ArrayStream = boost::iostreams::stream<boost::iostreams::array_source>;
+
+// Reads the caller's bytes where they are: PoDoFo's own buffer device copies the whole file twice
+// over. The stream is built before the device that points at it, and goes with it.
+class BorrowedBytesDevice : private boost::base_from_member<ArrayStream>, public PdfInputDevice {
+public:
+    BorrowedBytesDevice(const char* data, size_t size)
+        : boost::base_from_member<ArrayStream>(data, size), PdfInputDevice(&member) {}
+};
+
 }  // namespace
 
 void preparePdfLibrary() {
@@ -51,7 +66,10 @@ void loadPdfFromBuffer(PdfMemDocument& document, const std::vector<char>& bytes,
     // Every encrypted PDF names its encryption dictionary in a trailer, which is never compressed.
     if (std::string_view(bytes.data(), bytes.size()).find("/Encrypt") != std::string_view::npos)
         enableLegacyPdfCiphers();
-    document.LoadFromBuffer(bytes.data(), static_cast<long>(bytes.size()), forUpdate);
+    if (bytes.empty()) PODOFO_RAISE_ERROR(ePdfError_InvalidHandle);
+    // PoDoFo takes the device over; it reads the bytes for as long as the document lives.
+    const PdfRefCountedInputDevice device(std::make_unique<BorrowedBytesDevice>(bytes.data(), bytes.size()).release());
+    document.LoadFromDevice(device, forUpdate);
 }
 
 std::vector<const PdfObject*> findByteRanges(const PdfMemDocument& document) {
