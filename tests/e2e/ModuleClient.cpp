@@ -39,4 +39,11 @@ std::string unb64(const std::string& text) {
     return out;
 }
 
+nlohmann::json signRequest(const std::string& file, const std::string& output, const std::string& attachType,
+                           const std::string& serial, const nlohmann::json& extra) {
+    nlohmann::json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(serial)}};
+    info.update(extra);
+    return {{"method", "sign"}, {"args", {{"file", b64(file)}, {"output_file", b64(output)}, {"sign_info", info}}}};
+}
+
 }  // namespace vesk::test

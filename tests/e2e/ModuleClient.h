@@ -32,4 +32,9 @@ private:
 std::string b64(const std::string& text);
 std::string unb64(const std::string& text);
 
+// A "sign" request by the certificate with serial-number text `serial`; `extra` adds to or
+// overrides its "sign_info".
+nlohmann::json signRequest(const std::string& file, const std::string& output, const std::string& attachType,
+                           const std::string& serial, const nlohmann::json& extra = nlohmann::json::object());
+
 }  // namespace vesk::test

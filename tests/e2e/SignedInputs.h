@@ -28,4 +28,9 @@ void pdfsigSign(const std::filesystem::path& in, const std::filesystem::path& ou
 
 void writeBytes(const std::filesystem::path& path, const std::string& bytes);
 
+// openssl's verdict on a DER signature, trusting the test PKI; a detached one is checked against
+// `content`, and the signed content lands in `out`.
+bool opensslVerifies(const std::filesystem::path& signature, const std::filesystem::path& content = {},
+                     const std::filesystem::path& out = "/dev/null");
+
 }  // namespace vesk::test

@@ -57,22 +57,8 @@ protected:
     }
 
     json sign(const fs::path& file, const fs::path& output, const std::string& attachType,
-              const std::string& serial = kIvanov, json extra = json::object()) {
-        json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(serial)}};
-        info.update(extra);
-        return client.requestJson(
-            {{"method", "sign"},
-             {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
-    }
-
-    bool opensslVerifies(const fs::path& signature, const fs::path& content = "", const fs::path& out = "/dev/null") {
-        std::string output;
-        const int status =
-            openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
-                        " -out " + q(out) + (content.empty() ? "" : " -content " + q(content)),
-                    &output);
-        EXPECT_EQ(status, 0) << output;
-        return status == 0;
+              const std::string& serial = kIvanov, const json& extra = json::object()) {
+        return client.requestJson(signRequest(file.string(), output.string(), attachType, serial, extra));
     }
 
     // The file is still encrypted as `original` was: same revision, the empty user password, the

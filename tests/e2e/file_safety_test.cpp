@@ -62,11 +62,7 @@ protected:
     }
     json sign(const fs::path& file, const fs::path& output, const std::string& attachType,
               json extra = json::object()) {
-        return client.requestJson({{"method", "sign"},
-                                   {"args",
-                                    {{"file", b64(file.string())},
-                                     {"output_file", b64(output.string())},
-                                     {"sign_info", signInfo(attachType, extra)}}}});
+        return client.requestJson(signRequest(file.string(), output.string(), attachType, kIvanov, extra));
     }
     json saveFile(const fs::path& file, const std::string& base64Text) {
         return client.requestJson(
@@ -75,16 +71,6 @@ protected:
     fs::path text(const std::string& name, const std::string& content) {
         writeBytes(dir / name, content);
         return dir / name;
-    }
-    // openssl's verdict on a signature, trusting the test PKI; the signed content lands in `out`.
-    bool opensslVerifies(const fs::path& signature, const fs::path& content = {}, const fs::path& out = "/dev/null") {
-        std::string output;
-        const int status =
-            openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
-                        " -out " + q(out) + (content.empty() ? "" : " -content " + q(content)),
-                    &output);
-        EXPECT_EQ(status, 0) << output;
-        return status == 0;
     }
     // The content of an attached signature, as openssl reads it.
     std::string signedContent(const fs::path& signature) {

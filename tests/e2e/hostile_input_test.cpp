@@ -69,6 +69,8 @@ void onSmallStack(const std::function<void()>& work, std::chrono::seconds limit 
 
 std::string q(const fs::path& path) { return shellQuote(path.string()); }
 
+json errorAnswer(const std::string& message) { return {{"data", nullptr}, {"error", json::array({message})}}; }
+
 class Hostile : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -88,15 +90,28 @@ protected:
     }
     json sign(const fs::path& file, const fs::path& output, const std::string& searchString,
               const std::string& attachType = "PAdES", int page = -1, ModuleClient* module = nullptr) {
-        json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(searchString)}};
-        info["watermark"] = {{"page", page}, {"strings", {{{"text", "Подписано: Петрова М. С."}}}}};
-        return ask(
-            module != nullptr ? *module : client,
-            {{"method", "sign"},
-             {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
+        const json watermark = {{"page", page}, {"strings", {{{"text", "Подписано: Петрова М. С."}}}}};
+        return ask(module != nullptr ? *module : client,
+                   signRequest(file.string(), output.string(), attachType, searchString, {{"watermark", watermark}}));
     }
     json verify(const fs::path& file) {
         return ask(client, {{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
+    }
+    // A file nested too deeply is not taken for a signed PDF, and not signed.
+    void expectRefusedAsTooDeep(const fs::path& pdf) {
+        EXPECT_EQ(verify(pdf), errorAnswer("tr{This PDF file does not contain a signature.}"));
+        EXPECT_EQ(sign(pdf, dir / "signed.pdf", kPetrova, "PAdES"),
+                  errorAnswer("tr{Error on load file:} ePdfError_BrokenFile"));
+        EXPECT_FALSE(fs::exists(dir / "signed.pdf"));
+    }
+    // A file within the limits is signed as PAdES, verified, and read by qpdf afterwards.
+    void expectSignedAndReadable(const fs::path& pdf) {
+        const fs::path out = dir / "fine-signed.pdf";
+        const json answer = sign(pdf, out, kPetrova, "PAdES");
+        EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
+        EXPECT_EQ(verify(out)["data"][0]["SerialNumber"], kPetrova);
+        EXPECT_EQ(runCommand("qpdf --check " + q(out) + " >/dev/null 2>&1").exitCode, 0);
+        fs::remove(out);
     }
 
     // A sample PDF rewritten by qpdf in its editable form, changed by `edit`, and made whole
@@ -125,8 +140,6 @@ protected:
     ModuleClient client;
     fs::path dir;
 };
-
-json errorAnswer(const std::string& message) { return {{"data", nullptr}, {"error", json::array({message})}}; }
 
 }  // namespace
 
@@ -221,11 +234,7 @@ TEST_F(Hostile, DeeplyNestedPdfIsRefusedByEveryPath) {
 
         // 200 levels are within the limit: the file is signed, and qpdf reads the result.
         const fs::path fine = pdfWithPageEntries("fine", nested(200, arrays));
-        const json answer = sign(fine, dir / "fine-signed.pdf", kPetrova, "PAdES");
-        EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
-        EXPECT_EQ(verify(dir / "fine-signed.pdf")["data"][0]["SerialNumber"], kPetrova);
-        EXPECT_EQ(runCommand("qpdf --check " + q(dir / "fine-signed.pdf") + " >/dev/null 2>&1").exitCode, 0);
-        fs::remove(dir / "fine-signed.pdf");
+        expectSignedAndReadable(fine);
     }
 }
 
@@ -278,21 +287,15 @@ open(out, "wb").write(b"".join(parts))
                   0);
         return pdf;
     };
-    const json loadError = errorAnswer("tr{Error on load file:} ePdfError_BrokenFile");
     for (const std::string mode : {"flate", "plain", "stream", "comment"}) {
         SCOPED_TRACE(mode);
         const fs::path deep = make(20000, mode);
-        EXPECT_EQ(verify(deep), errorAnswer("tr{This PDF file does not contain a signature.}"));
-        EXPECT_EQ(sign(deep, dir / "signed.pdf", kPetrova, "PAdES"), loadError);
-        EXPECT_FALSE(fs::exists(dir / "signed.pdf"));
+        expectRefusedAsTooDeep(deep);
 
         // 100 levels are within the limits: qpdf reads the file, and the module signs it.
         const fs::path fine = make(100, mode);
         EXPECT_EQ(runCommand("qpdf --check " + q(fine) + " >/dev/null 2>&1").exitCode, 0);
-        const json answer = sign(fine, dir / "fine-signed.pdf", kPetrova, "PAdES");
-        EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
-        EXPECT_EQ(verify(dir / "fine-signed.pdf")["data"][0]["SerialNumber"], kPetrova);
-        fs::remove(dir / "fine-signed.pdf");
+        expectSignedAndReadable(fine);
     }
 }
 
@@ -314,20 +317,13 @@ TEST_F(Hostile, DeepObjectInAnEncryptedObjectStreamIsRefused) {
         EXPECT_NE(runCommand("qpdf --show-xref " + q(out)).output.find("compressed"), std::string::npos);
         return out;
     };
-    const json loadError = errorAnswer("tr{Error on load file:} ePdfError_BrokenFile");
     for (const std::string encryption : {"128 --use-aes=y", "256"}) {
         SCOPED_TRACE(encryption);
         const fs::path deep = encrypted(450, encryption);
-        EXPECT_EQ(verify(deep), errorAnswer("tr{This PDF file does not contain a signature.}"));
-        EXPECT_EQ(sign(deep, dir / "signed.pdf", kPetrova, "PAdES"), loadError);
-        EXPECT_FALSE(fs::exists(dir / "signed.pdf"));
+        expectRefusedAsTooDeep(deep);
 
         const fs::path fine = encrypted(100, encryption);
-        const json answer = sign(fine, dir / "fine-signed.pdf", kPetrova, "PAdES");
-        EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
-        EXPECT_EQ(verify(dir / "fine-signed.pdf")["data"][0]["SerialNumber"], kPetrova);
-        EXPECT_EQ(runCommand("qpdf --check " + q(dir / "fine-signed.pdf") + " >/dev/null 2>&1").exitCode, 0);
-        fs::remove(dir / "fine-signed.pdf");
+        expectSignedAndReadable(fine);
     }
 }
 

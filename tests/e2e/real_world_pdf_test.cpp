@@ -117,12 +117,9 @@ protected:
         dir = makeTempDir("real");
     }
 
-    json sign(const fs::path& file, const fs::path& output, const std::string& serial, json extra = json::object()) {
-        json info = {{"provider", "CryptoPRO"}, {"attach_type", "PAdES"}, {"search_string", b64(serial)}};
-        info.update(extra);
-        return client.requestJson(
-            {{"method", "sign"},
-             {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
+    json sign(const fs::path& file, const fs::path& output, const std::string& serial,
+              const json& extra = json::object()) {
+        return client.requestJson(signRequest(file.string(), output.string(), "PAdES", serial, extra));
     }
 
     // qpdf --check passes, and every ByteRange holds a signature that openssl verifies over the

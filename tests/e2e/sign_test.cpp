@@ -28,27 +28,12 @@ protected:
     }
 
     json sign(const fs::path& file, const fs::path& output, const std::string& attachType,
-              const std::string& serial = kIvanov, json extra = json::object()) {
-        json info = {{"provider", "CryptoPRO"}, {"attach_type", attachType}, {"search_string", b64(serial)}};
-        info.update(extra);
-        return client.requestJson(
-            {{"method", "sign"},
-             {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
+              const std::string& serial = kIvanov, const json& extra = json::object()) {
+        return client.requestJson(signRequest(file.string(), output.string(), attachType, serial, extra));
     }
     fs::path text(const std::string& name, const std::string& content) {
         writeBytes(dir / name, content);
         return dir / name;
-    }
-    // openssl's verdict, trusting the test PKI; the content lands in `out`.
-    bool opensslVerifies(const fs::path& signature, const std::string& content = "",
-                         const fs::path& out = "/dev/null") {
-        std::string output;
-        const int status =
-            openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
-                        " -out " + q(out) + (content.empty() ? "" : " -content " + q(content)),
-                    &output);
-        EXPECT_EQ(status, 0) << output;
-        return status == 0;
     }
 
     ModuleClient client;

@@ -31,15 +31,8 @@ protected:
 
     json sign(const fs::path& file, const fs::path& output, const std::string& attachType, const std::string& tsp,
               const std::string& serial = kIvanov, bool cosign = false) {
-        const json info = {{"provider", "CryptoPRO"},
-                           {"attach_type", attachType},
-                           {"search_string", b64(serial)},
-                           {"cades_type", "CadesXLongType1"},
-                           {"tsp_url", tsp},
-                           {"cosign", cosign}};
-        return client.requestJson(
-            {{"method", "sign"},
-             {"args", {{"file", b64(file.string())}, {"output_file", b64(output.string())}, {"sign_info", info}}}});
+        const json xlong = {{"cades_type", "CadesXLongType1"}, {"tsp_url", tsp}, {"cosign", cosign}};
+        return client.requestJson(signRequest(file.string(), output.string(), attachType, serial, xlong));
     }
     json verify(const fs::path& file) {
         return client.requestJson({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});

@@ -180,12 +180,7 @@ TEST(EmulatorXLong, CosignAndEnhance) {
     MsgPtr msg = OpenDecoded(besSignature);
     KeyHandle key(second.get());
     ASSERT_TRUE(msg && key.ok());
-    CMSG_SIGNER_ENCODE_INFO signer{};
-    signer.cbSize = sizeof signer;
-    signer.pCertInfo = second->pCertInfo;
-    signer.hCryptProv = key.prov();
-    signer.dwKeySpec = key.keySpec();
-    signer.HashAlgorithm.pszObjId = const_cast<char*>(kHash512);
+    CMSG_SIGNER_ENCODE_INFO signer = SignerInfo(second.get(), key, kHash512);
     CADES_SIGN_PARA cades{};
     cades.dwSize = sizeof cades;
     cades.dwCadesType = CADES_X_LONG_TYPE_1;

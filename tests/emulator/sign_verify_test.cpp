@@ -191,12 +191,7 @@ TEST(EmulatorCoSign, BothSignersVerifyWithOpenssl) {
     KeyHandle key(second.get());
     ASSERT_TRUE(key.ok()) << "CryptAcquireCertificatePrivateKey: " << Hex(GetLastError());
 
-    CMSG_SIGNER_ENCODE_INFO signer{};
-    signer.cbSize = sizeof signer;
-    signer.pCertInfo = second->pCertInfo;
-    signer.hCryptProv = key.prov();
-    signer.dwKeySpec = key.keySpec();
-    signer.HashAlgorithm.pszObjId = const_cast<char*>(kHash512);
+    CMSG_SIGNER_ENCODE_INFO signer = SignerInfo(second.get(), key, kHash512);
     CADES_SIGN_PARA cades{};
     cades.dwSize = sizeof cades;
     cades.dwCadesType = CADES_BES;

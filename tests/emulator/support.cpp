@@ -28,6 +28,16 @@ KeyHandle::~KeyHandle() {
     if (ok_ && mustFree_) CryptReleaseContext(prov_, 0);
 }
 
+CMSG_SIGNER_ENCODE_INFO SignerInfo(PCCERT_CONTEXT cert, const KeyHandle& key, const char* hashOid) {
+    CMSG_SIGNER_ENCODE_INFO signer{};
+    signer.cbSize = sizeof signer;
+    signer.pCertInfo = cert->pCertInfo;
+    signer.hCryptProv = key.prov();
+    signer.dwKeySpec = key.keySpec();
+    signer.HashAlgorithm.pszObjId = const_cast<char*>(hashOid);
+    return signer;
+}
+
 std::string TempPath(const std::string& name) { return (vesk::test::tempHome() / name).string(); }
 
 Bytes ReadFile(const std::string& path) {

@@ -59,6 +59,9 @@ private:
     BOOL mustFree_ = FALSE;
 };
 
+// A co-signer's description: the certificate, its key and the digest.
+CMSG_SIGNER_ENCODE_INFO SignerInfo(PCCERT_CONTEXT cert, const KeyHandle& key, const char* hashOid);
+
 // ---- files and processes ----------------------------------------------------
 
 // A file in the per-process temporary HOME (tests/support/TempHome.h).
