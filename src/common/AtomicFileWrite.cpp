@@ -69,6 +69,15 @@ bool writeAll(int fd, const char* data, size_t size, off_t offset = -1) {
     return true;
 }
 
+// Writes the whole content from the file's current position, or from `offset` when one is given.
+bool writeContent(int fd, const FileContent& content, off_t offset = -1) {
+    return content.produce([fd, &offset](const char* data, size_t size) {
+        if (!writeAll(fd, data, size, offset)) return false;
+        if (offset >= 0) offset += static_cast<off_t>(size);
+        return true;
+    });
+}
+
 void syncFolder(const fs::path& folder) {
     const FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (fd.valid()) ::fsync(fd.get());
@@ -77,24 +86,25 @@ void syncFolder(const fs::path& folder) {
 // Rewrites the file itself, for the cases a new file cannot stand in for it: other hard links
 // must see the new content, or the folder or the owner cannot be written. The space is reserved
 // first, so a full disk fails before the old content is touched.
-bool rewriteInPlace(const fs::path& target, const struct stat& existing, const char* data, size_t size) {
+bool rewriteInPlace(const fs::path& target, const struct stat& existing, const FileContent& content) {
     const FileDescriptor fd(::open(target.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
     if (!fd.valid() || ::fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_dev != existing.st_dev ||
         info.st_ino != existing.st_ino)
         return false;
+    const size_t size = content.size();
 #ifdef FALLOC_FL_KEEP_SIZE
     if (size > 0 && ::fallocate(fd.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) != 0 && errno == ENOSPC)
         return false;
 #endif
-    return writeAll(fd.get(), data, size, 0) && ::ftruncate(fd.get(), static_cast<off_t>(size)) == 0 &&
+    return writeContent(fd.get(), content, 0) && ::ftruncate(fd.get(), static_cast<off_t>(size)) == 0 &&
            ::fsync(fd.get()) == 0;
 }
 
 // Writes the content into a new file in the target's folder and puts it in the target's place.
 // The new file is unnamed (O_TMPFILE) until it is whole, so a kill leaves nothing behind;
 // where the system has no unnamed files, it is named as a temporary of ours.
-Outcome replaceThroughTemporary(const fs::path& target, const struct stat* existing, const char* data, size_t size,
+Outcome replaceThroughTemporary(const fs::path& target, const struct stat* existing, const FileContent& content,
                                 bool unnamed) {
     const fs::path folder = folderOf(target);
     fs::path temporary;
@@ -118,7 +128,7 @@ Outcome replaceThroughTemporary(const fs::path& target, const struct stat* exist
         return outcome;
     };
 
-    if (!writeAll(fd.get(), data, size)) return fail(Outcome::Failed);
+    if (!writeContent(fd.get(), content)) return fail(Outcome::Failed);
     if (existing != nullptr) {
         // The owner first: changing it clears set-user-ID bits, which the mode then restores.
         struct stat mine {};
@@ -141,7 +151,7 @@ Outcome replaceThroughTemporary(const fs::path& target, const struct stat* exist
         if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) != 0) {
             temporary.clear();
             fd.close();
-            return replaceThroughTemporary(target, existing, data, size, false);  // no /proc: a named one
+            return replaceThroughTemporary(target, existing, content, false);  // no /proc: a named one
         }
     }
     if (!fd.close() || ::rename(temporary.c_str(), target.c_str()) != 0) return fail(Outcome::Failed);
@@ -151,10 +161,9 @@ Outcome replaceThroughTemporary(const fs::path& target, const struct stat* exist
 
 }  // namespace
 
-bool writeFileAtomically(const fs::path& path, const void* data, size_t size) {
+bool writeFileAtomically(const fs::path& path, const FileContent& content) {
     if (path.empty()) return false;
     const fs::path target = followLinks(path);  // the link stays a link; its file gets the content
-    const char* bytes = static_cast<const char*>(data);
     struct stat existing {};
     const bool exists = ::stat(target.c_str(), &existing) == 0;
     if (!exists && errno != ENOENT) return false;
@@ -162,12 +171,19 @@ bool writeFileAtomically(const fs::path& path, const void* data, size_t size) {
         VLOG_ERROR << "Not a regular file, left as it is: " << target.string();
         return false;
     }
-    if (exists && existing.st_nlink > 1) return rewriteInPlace(target, existing, bytes, size);
+    if (exists && existing.st_nlink > 1) return rewriteInPlace(target, existing, content);
 
     removeStaleTemporaries(target);
-    const Outcome outcome = replaceThroughTemporary(target, exists ? &existing : nullptr, bytes, size, true);
-    if (outcome == Outcome::NoTemporary && exists) return rewriteInPlace(target, existing, bytes, size);
+    const Outcome outcome = replaceThroughTemporary(target, exists ? &existing : nullptr, content, true);
+    if (outcome == Outcome::NoTemporary && exists) return rewriteInPlace(target, existing, content);
     return outcome == Outcome::Written;
+}
+
+bool writeFileAtomically(const fs::path& path, const void* data, size_t size) {
+    const char* bytes = static_cast<const char*>(data);
+    return writeFileAtomically(path,
+                               FileContent{[size] { return size; },
+                                           [bytes, size](const FileContent::Sink& sink) { return sink(bytes, size); }});
 }
 
 }  // namespace Vesk::Crypto::fstools

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <string_view>
+#include <vector>
 
 namespace Vesk::Crypto {
 namespace base64 {
@@ -31,6 +33,41 @@ void appendEncoded(std::string& out, const unsigned char* data, size_t size) {
     }
 }
 
+const std::array<bool, 256>& alphabet() {
+    static const auto table = [] {
+        std::array<bool, 256> characters{};
+        for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"))
+            characters[static_cast<unsigned char>(c)] = true;
+        return characters;
+    }();
+    return table;
+}
+
+bool inAlphabet(unsigned char c) { return alphabet()[c]; }
+
+size_t decodablePrefixLength(const unsigned char* text, size_t size) {
+    size_t length = 0;
+    while (length < size && inAlphabet(text[length])) ++length;
+    return length;
+}
+
+// Decodes `length` alphabet characters that end the text: whole groups, then a short last group
+// of two or three characters (one or two bytes), which OpenSSL takes once padded.
+bool decodeLast(const unsigned char* source, size_t length, unsigned char* block, const ByteSink& sink) {
+    const size_t whole = length / 4 * 4;
+    EVP_DecodeBlock(block, source, static_cast<int>(whole));
+    size_t bytes = whole / 4 * 3;
+    if (length - whole > 1) {
+        unsigned char group[4] = {'=', '=', '=', '='};
+        std::copy(source + whole, source + length, group);
+        unsigned char tail[3];
+        EVP_DecodeBlock(tail, group, 4);
+        std::copy(tail, tail + (length - whole - 1), block + bytes);
+        bytes += length - whole - 1;
+    }
+    return bytes == 0 || sink(reinterpret_cast<const char*>(block), bytes);
+}
+
 }  // namespace
 
 std::string encode(const void* data, size_t size) {
@@ -45,21 +82,30 @@ std::string encode(const std::string& in) {
     return encode(in.data(), in.size());
 }
 
-size_t decodablePrefixLength(const char* text, size_t size) {
-    static const auto alphabet = [] {
-        std::array<bool, 256> table{};
-        for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"))
-            table[static_cast<unsigned char>(c)] = true;
-        return table;
-    }();
-    size_t length = 0;
-    while (length < size && alphabet[static_cast<unsigned char>(text[length])]) ++length;
-    return length;
+bool decode(const char* text, size_t size, const ByteSink& sink) {
+    // OpenSSL decodes whole groups of four and refuses a block holding any character outside the
+    // alphabet but "=" (and trims white space at its ends, which the edge checks rule out). So a
+    // block that passes is decoded in one pass; only the block where the text ends is scanned.
+    std::vector<unsigned char> block(kBlockText / 4 * 3 + 2);  // and a short last group
+    const auto* source = reinterpret_cast<const unsigned char*>(text);
+    for (size_t done = 0;;) {
+        const size_t chunk = std::min(size - done, kBlockText) / 4 * 4;
+        const unsigned char* at = source + done;
+        if (chunk > 0 && inAlphabet(at[0]) && inAlphabet(at[chunk - 1]) && std::memchr(at, '=', chunk) == nullptr &&
+            EVP_DecodeBlock(block.data(), at, static_cast<int>(chunk)) == static_cast<int>(chunk / 4 * 3)) {
+            if (!sink(reinterpret_cast<const char*>(block.data()), chunk / 4 * 3)) return false;
+            done += chunk;
+            continue;
+        }
+        // The text ends in this block (or in the last characters, fewer than a group).
+        return decodeLast(at, decodablePrefixLength(at, std::min(size - done, kBlockText)), block.data(), sink);
+    }
 }
 
-size_t decodedSize(size_t alphabetCharacters) {
-    const size_t tail = alphabetCharacters % 4;
-    return alphabetCharacters / 4 * 3 + (tail > 1 ? tail - 1 : 0);
+size_t decodedSize(const char* text, size_t size) {
+    const size_t length = decodablePrefixLength(reinterpret_cast<const unsigned char*>(text), size);
+    const size_t tail = length % 4;
+    return length / 4 * 3 + (tail > 1 ? tail - 1 : 0);
 }
 
 std::string decode(const std::string& in) {
@@ -68,27 +114,12 @@ std::string decode(const std::string& in) {
 }
 
 std::string decode(const char* text, size_t size) {
-    // OpenSSL decodes whole groups of four; the framing around it (where the text ends, the short
-    // last group) is ours.
-    const size_t length = decodablePrefixLength(text, size);
-    const size_t whole = length / 4 * 4;
-    std::string out(decodedSize(length), '\0');
-    auto* dest = reinterpret_cast<unsigned char*>(out.data());
-    const auto* source = reinterpret_cast<const unsigned char*>(text);
-    for (size_t done = 0; done < whole;) {
-        const size_t chunk = std::min(whole - done, kBlockText);
-        EVP_DecodeBlock(dest, source + done, static_cast<int>(chunk));
-        dest += chunk / 4 * 3;
-        done += chunk;
-    }
-    if (length - whole > 1) {
-        // Two or three characters stand for one or two bytes; padded, OpenSSL takes them too.
-        unsigned char group[4] = {'=', '=', '=', '='};
-        std::copy(source + whole, source + length, group);
-        unsigned char bytes[3];
-        EVP_DecodeBlock(bytes, group, 4);
-        std::copy(bytes, bytes + (length - whole - 1), dest);
-    }
+    std::string out;
+    out.reserve(size / 4 * 3 + 2);
+    decode(text, size, [&out](const char* bytes, size_t count) {
+        out.append(bytes, count);
+        return true;
+    });
     return out;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 namespace Vesk::Crypto {
@@ -16,11 +17,12 @@ std::string encode(const void* data, size_t size);
 std::string decode(const std::string& in);
 // The same decoding over text that is not held in a string (a span of a larger request).
 std::string decode(const char* text, size_t size);
-
-// The length of the leading run of alphabet characters: what `decode` decodes.
-size_t decodablePrefixLength(const char* text, size_t size);
-// The number of bytes that many alphabet characters stand for.
-size_t decodedSize(size_t alphabetCharacters);
+// The same decoding, handed to `sink` in blocks of at most 48 KiB, so that a large text need not
+// be held decoded as a whole. Stops, answering false, as soon as the sink answers false.
+using ByteSink = std::function<bool(const char* bytes, size_t size)>;
+bool decode(const char* text, size_t size, const ByteSink& sink);
+// The number of bytes decoding the text gives.
+size_t decodedSize(const char* text, size_t size);
 
 // Encodes a stream of bytes piece by piece into one growing text.
 class StreamEncoder {

@@ -5,6 +5,7 @@
 #include "common/FileDescriptor.h"
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +24,16 @@ bool saveVectorToFile(const std::filesystem::path& path, const std::vector<Byte>
 // a replaced file keeps its owner, mode and hard links, and a kill in the middle leaves no
 // temporary file behind for good. Only a regular file (or no file yet) is ever replaced.
 bool writeFileAtomically(const std::filesystem::path& path, const void* data, size_t size);
+
+// Content made piece by piece as it is written, so that it need not be held whole: `produce`
+// hands every piece to the sink, in order, and answers false when the sink does; a write may ask
+// for it more than once. `size` is asked only when space must be reserved first.
+struct FileContent {
+    using Sink = std::function<bool(const char* data, size_t size)>;
+    std::function<size_t()> size;
+    std::function<bool(const Sink&)> produce;
+};
+bool writeFileAtomically(const std::filesystem::path& path, const FileContent& content);
 
 bool saveStringToFile(const std::filesystem::path& path, std::string& text);
 

@@ -15,6 +15,21 @@ std::string randomBytes(size_t size, unsigned seed) {
     return bytes;
 }
 
+// Bit by bit, the plainest reading of the rule: alphabet characters up to the first other one.
+std::string referenceDecode(const std::string& text) {
+    static const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    unsigned bits = 0;
+    int count = 0;
+    for (const char c : text) {
+        const size_t value = c == '\0' ? std::string::npos : alphabet.find(c);
+        if (value == std::string::npos) break;
+        bits = (bits << 6) | static_cast<unsigned>(value);
+        if ((count += 6) >= 8) out += static_cast<char>((bits >> (count -= 8)) & 0xFF);
+    }
+    return out;
+}
+
 }  // namespace
 
 TEST(Base64, KnownTextsAndLenientDecoding) {
@@ -24,9 +39,11 @@ TEST(Base64, KnownTextsAndLenientDecoding) {
     EXPECT_EQ(base64::encode(std::string("abc")), "YWJj");
     EXPECT_EQ(base64::decode("YWI="), "ab");
     EXPECT_EQ(base64::decode(""), "");
-    // Text outside the alphabet is no error; it just yields what could be decoded.
-    EXPECT_NO_THROW(base64::decode("@@@not base64!!"));
-    EXPECT_NO_THROW(base64::decode(std::string("YW\0I=", 5)));
+    // Text outside the alphabet is no error; it just yields what came before it.
+    EXPECT_EQ(base64::decode("@@@not base64!!"), "");
+    EXPECT_EQ(base64::decode(std::string("YWJj\0I=", 7)), "abc");
+    EXPECT_EQ(base64::decode("YWI"), "ab");
+    EXPECT_EQ(base64::decode("YWJj*"), "abc");
     EXPECT_EQ(getPathFromBase64(base64::encode("/tmp/Отчёт за май.pdf")).string(), "/tmp/Отчёт за май.pdf");
 }
 
@@ -46,4 +63,31 @@ TEST(Base64, RoundTripAcrossBlockBoundariesAndStreamingMatchesOneShot) {
         encoder.finish();
         ASSERT_EQ(streamed, text) << size;
     }
+}
+
+// The decoder takes whole blocks at once: a text that ends anywhere around their edges, by any
+// byte outside the alphabet, must still give exactly the bytes before it, streamed or whole.
+TEST(Base64, TextEndingAnywhereAroundBlockEdgesDecodesUpToItsEnd) {
+    const std::string text = base64::encode(randomBytes(3 * 49152 + 30, 7));
+    std::mt19937 generator(11);
+    for (const size_t edge : {size_t{0}, size_t{65536}, size_t{131072}}) {
+        for (size_t at = edge > 6 ? edge - 6 : 0; at < edge + 6; ++at) {
+            for (const char stop : {'=', '\n', ' ', '*', '-', '\0', '\xC3', static_cast<char>(generator() | 0x80)}) {
+                std::string cut = text;
+                cut[at] = stop;
+                SCOPED_TRACE("byte " + std::to_string(static_cast<unsigned char>(stop)) + " at " + std::to_string(at));
+                const std::string expected = referenceDecode(cut);
+                ASSERT_EQ(base64::decode(cut), expected);
+                ASSERT_EQ(base64::decodedSize(cut.data(), cut.size()), expected.size());
+                std::string streamed;
+                ASSERT_TRUE(base64::decode(cut.data(), cut.size(), [&streamed](const char* bytes, size_t size) {
+                    streamed.append(bytes, size);
+                    return size <= 49152;
+                }));
+                ASSERT_EQ(streamed, expected);
+            }
+        }
+    }
+    EXPECT_EQ(base64::decode(text.substr(0, 65537)), referenceDecode(text.substr(0, 65537)));
+    EXPECT_FALSE(base64::decode(text.data(), text.size(), [](const char*, size_t) { return false; }));
 }
