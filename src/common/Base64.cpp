@@ -14,8 +14,8 @@ namespace Vesk::Crypto {
 namespace base64 {
 namespace {
 
-constexpr size_t kBlockInput = 3 * 16 * 1024;  // whole groups of three, so blocks join without padding
-constexpr size_t kBlockText = 4 * 16 * 1024;   // whole groups of four
+constexpr size_t kBlockInput = size_t{3} * 16 * 1024;  // whole groups of three, so blocks join without padding
+constexpr size_t kBlockText = size_t{4} * 16 * 1024;   // whole groups of four
 
 size_t encodedSize(size_t size) { return (size + 2) / 3 * 4; }
 

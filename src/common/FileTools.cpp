@@ -22,9 +22,9 @@ namespace {
 void prefault(void* data, size_t size) {
 #ifdef MADV_POPULATE_WRITE
     const auto page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
-    const auto begin = (reinterpret_cast<uintptr_t>(data) + page - 1) / page * page;
-    const auto end = (reinterpret_cast<uintptr_t>(data) + size) / page * page;
-    if (size >= (1u << 20) && end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
+    const uintptr_t skipped = (page - reinterpret_cast<uintptr_t>(data) % page) % page;  // up to the first whole page
+    if (size < (1u << 20) || size <= skipped + page) return;
+    ::madvise(static_cast<char*>(data) + skipped, (size - skipped) / page * page, MADV_POPULATE_WRITE);
 #else
     (void)data, (void)size;
 #endif
