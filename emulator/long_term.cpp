@@ -302,7 +302,7 @@ EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer
     const std::optional<Bytes> signatureTimeStamp = unsignedValue(signer, kSignatureTimeStamp);
     if (!signatureTimeStamp ||
         !verifyTimeStampToken(*signatureTimeStamp, signatureValue(signer), helpers, &check.signatureTimeStampTime))
-        return verdict(std::move(check), CADES_VERIFY_NO_VALID_SIGNATURE_TIMESTAMP, NTE_BAD_SIGNATURE);
+        return verdict(check, CADES_VERIFY_NO_VALID_SIGNATURE_TIMESTAMP, NTE_BAD_SIGNATURE);
     if (!extended) return check;  // CAdES-T
 
     const std::optional<Bytes> certificateRefsValue = unsignedValue(signer, kCertificateRefs);
@@ -315,7 +315,7 @@ EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer
         !sequenceItems(*certificateRefsValue, unused) || !sequenceItems(*revocationRefsValue, unused) ||
         !parseCertificateValues(*certificateValuesValue, values) ||
         !parseRevocationValues(*revocationValuesValue, values))
-        return verdict(std::move(check), CADES_VERIFY_INVALID_REFS_AND_VALUES, CRYPT_E_ATTRIBUTES_MISSING);
+        return verdict(check, CADES_VERIFY_INVALID_REFS_AND_VALUES, CRYPT_E_ATTRIBUTES_MISSING);
 
     // The references, made again from the values, must be the ones the signer carries.
     const EVP_MD* digest = signerDigest(signer);
@@ -323,11 +323,11 @@ EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer
     for (const X509Ptr& certificate : values.certificates) chain.push_back(certificate.get());
     if (digest == nullptr || certificateRefs(digest, chain) != *certificateRefsValue ||
         revocationRefs(digest, chain, values.responses.pointers, values.responseDers) != *revocationRefsValue)
-        return verdict(std::move(check), CADES_VERIFY_REFS_AND_VALUES_NO_MATCH, CRYPT_E_HASH_VALUE);
+        return verdict(check, CADES_VERIFY_REFS_AND_VALUES_NO_MATCH, CRYPT_E_HASH_VALUE);
 
     const std::optional<Bytes> cadesCTimeStamp = unsignedValue(signer, kCadesCTimeStamp);
     if (!cadesCTimeStamp || !verifyTimeStampToken(*cadesCTimeStamp, cadesCTimeStampedData(signer), helpers, nullptr))
-        return verdict(std::move(check), CADES_VERIFY_NO_VALID_CADES_C_TIMESTAMP, NTE_BAD_SIGNATURE);
+        return verdict(check, CADES_VERIFY_NO_VALID_CADES_C_TIMESTAMP, NTE_BAD_SIGNATURE);
     return check;
 }
 

@@ -60,6 +60,7 @@ EvpPkeyPtr loadPrivateKey(PCCERT_CONTEXT context) {
 }
 
 const AcquiredKey* findAcquiredKey(HCRYPTPROV provider) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the handle is the key's address carried as an integer
     return acquiredKeys().find(reinterpret_cast<const void*>(static_cast<uintptr_t>(provider)));
 }
 
@@ -88,6 +89,7 @@ extern "C" BOOL CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert, DWORD dw
 
 extern "C" BOOL CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
     if (dwFlags != 0) return fail(NTE_BAD_DATA);  // no flags are defined for releasing
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the handle is the key's address carried as an integer
     if (!acquiredKeys().take(reinterpret_cast<const void*>(static_cast<uintptr_t>(hProv)))) return fail(E_INVALIDARG);
     return TRUE;
 }

@@ -59,7 +59,7 @@ bool contentMatches(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView co
     BioPtr contentBio(BIO_new_mem_buf(content.size != 0 ? content.data : &empty, static_cast<int>(content.size)));
     BIO* chain = contentBio ? CMS_dataInit(cms, contentBio.get()) : nullptr;
     if (chain == nullptr) return false;
-    contentBio.release();  // now the tail of the chain
+    static_cast<void>(contentBio.release());  // now the tail of the chain
     BioPtr ownedChain(chain);
     unsigned char buffer[4096];
     while (BIO_read(chain, buffer, sizeof buffer) > 0) {

@@ -109,7 +109,7 @@ const CertificateReference* CertStore::findEncoded(const std::vector<BYTE>& enco
     return nullptr;
 }
 
-PCCERT_CONTEXT CertStore::add(X509Ptr certificate, std::vector<BYTE> encoded, bool writeFile) {
+PCCERT_CONTEXT CertStore::add(X509Ptr certificate, const std::vector<BYTE>& encoded, bool writeFile) {
     if (writeFile && !folder_.empty()) {
         std::error_code error;
         std::filesystem::create_directories(folder_, error);
@@ -293,7 +293,7 @@ extern "C" BOOL CertAddEncodedCertificateToStore(HCERTSTORE hCertStore, DWORD dw
     if (existing != nullptr && dwAddDisposition != CERT_STORE_ADD_ALWAYS) {
         result = existing->get();  // the same certificate: nothing to write again
     } else {
-        result = store->add(std::move(certificate), std::move(encoded), existing == nullptr);
+        result = store->add(std::move(certificate), encoded, existing == nullptr);
         if (result == nullptr) return fail(NTE_PERM);
     }
     if (ppCertContext != nullptr) {

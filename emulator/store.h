@@ -26,7 +26,7 @@ public:
     // Index of the context in this store, or -1.
     long indexOf(PCCERT_CONTEXT context) const;
     // Adds (and for a folder store writes) a certificate; returns the store's context.
-    PCCERT_CONTEXT add(X509Ptr certificate, std::vector<BYTE> encoded, bool writeFile);
+    PCCERT_CONTEXT add(X509Ptr certificate, const std::vector<BYTE>& encoded, bool writeFile);
     const CertificateReference* findEncoded(const std::vector<BYTE>& encoded) const;
 
 private:

@@ -116,7 +116,8 @@ extern "C" int WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideC
     const std::string converted = wideToUtf8(wide);
     if (cbMultiByte == 0) return static_cast<int>(converted.size());
     if (converted.size() > static_cast<size_t>(cbMultiByte)) return fail(ERROR_INSUFFICIENT_BUFFER);
-    std::memcpy(lpMultiByteStr, converted.data(), converted.size());
+    // Exactly the counted characters, as Windows does: a terminator is among them when the input counted one.
+    std::memcpy(lpMultiByteStr, converted.data(), converted.size());  // NOLINT(bugprone-not-null-terminated-result)
     return static_cast<int>(converted.size());
 }
 
@@ -132,6 +133,6 @@ extern "C" int MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiB
     if (!valid && (dwFlags & MB_ERR_INVALID_CHARS) != 0) return fail(ERROR_NO_UNICODE_TRANSLATION);
     if (cchWideChar == 0) return static_cast<int>(converted.size());
     if (converted.size() > static_cast<size_t>(cchWideChar)) return fail(ERROR_INSUFFICIENT_BUFFER);
-    std::wmemcpy(lpWideCharStr, converted.data(), converted.size());
+    std::wmemcpy(lpWideCharStr, converted.data(), converted.size());  // NOLINT(bugprone-not-null-terminated-result)
     return static_cast<int>(converted.size());
 }

@@ -52,7 +52,7 @@ std::optional<Arguments> parseArguments(int argc, char** argv) {
             parsed.library = argv[++i];
         } else if (arg == "--json") {
             parsed.json = true;
-        } else if (!parsed.subcommand.empty()) {
+        } else if (!parsed.subcommand.empty()) {  // NOLINT(bugprone-branch-clone): --batch comes between the two
             parsed.subcommand.push_back(arg);
         } else if (arg == "--batch" && i + 1 < argc) {
             parsed.batchFile = argv[++i];

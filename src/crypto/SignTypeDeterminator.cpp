@@ -161,7 +161,7 @@ VerifySignResultPtr SignTypeDeterminator::verifySign(const fs::path& file, Crypt
     VLOG_VERBOSE << "[M] SignTypeDeterminator::verifySign " << file.string();
     const auto formats = getSignFormats(file);
     if (formats.empty()) return failure("tr{File format list is empty.}");
-    const SignFormatInfo info = formats.front();
+    const SignFormatInfo& info = formats.front();
 
     const auto verifier = CryptoProviderFactory::getVerifycator(provider);
     if (!verifier) return failure("tr{Verifier is null.}");

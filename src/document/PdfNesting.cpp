@@ -27,7 +27,7 @@ constexpr size_t kDictionaryMarkMargin = 128;
 constexpr std::string_view kEndStream = "endstream";
 
 // The most an object stream may hold once decoded for its nesting to be checked.
-constexpr size_t kMaxDecodedObjectStream = 256u * 1024 * 1024;
+constexpr size_t kMaxDecodedObjectStream = size_t{256} * 1024 * 1024;
 
 bool isWhite(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\f' || c == '\0'; }
 

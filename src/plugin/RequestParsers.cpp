@@ -22,7 +22,7 @@ namespace Vesk::Crypto {
 namespace {
 
 // The most that one "log" request writes to the log.
-constexpr size_t kMaxLogRecord = 4 * 1024 * 1024;
+constexpr size_t kMaxLogRecord = size_t{4} * 1024 * 1024;
 
 std::string missingParamAnswer(const std::string& name) {
     return makeErrorAnswer("tr{Param '" + name + "' in 'args' is not exists}");

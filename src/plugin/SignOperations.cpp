@@ -80,10 +80,10 @@ RequestApiResultPtr signStampedPdf(const std::shared_ptr<ISign>& signer, SignOpt
     {
         std::vector<char> pdf;
         if (!fstools::readFileToVector(options.file, pdf)) return failure("Не удалось прочитать файл");
-        const auto result = stampPdfBytes(pdf, options, internal, stamped);
+        auto result = stampPdfBytes(pdf, options, internal, stamped);
         if (result && !result->success) return result;
     }
-    const auto result = DefaultSigner(signer).signContent(stamped, options, internal);
+    auto result = DefaultSigner(signer).signContent(stamped, options, internal);
     if (result && !result->success) return result;
     if (detached && !fstools::saveVectorToFile(stampedTarget, stamped)) return failure("Не удалось сохранить файл");
     return result;
