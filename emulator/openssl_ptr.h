@@ -30,6 +30,7 @@ struct OpenSslBufferDeleter {
 
 using X509Ptr = std::unique_ptr<X509, OpenSslDeleter<X509_free>>;
 using EvpPkeyPtr = std::unique_ptr<EVP_PKEY, OpenSslDeleter<EVP_PKEY_free>>;
+using EvpPkeyCtxPtr = std::unique_ptr<EVP_PKEY_CTX, OpenSslDeleter<EVP_PKEY_CTX_free>>;
 using EvpMdCtxPtr = std::unique_ptr<EVP_MD_CTX, OpenSslDeleter<EVP_MD_CTX_free>>;
 using BioPtr = std::unique_ptr<BIO, OpenSslDeleter<BIO_free_all>>;
 using CmsPtr = std::unique_ptr<CMS_ContentInfo, OpenSslDeleter<CMS_ContentInfo_free>>;
