@@ -181,9 +181,8 @@ bool writeFileAtomically(const fs::path& path, const FileContent& content) {
 
 bool writeFileAtomically(const fs::path& path, const void* data, size_t size) {
     const char* bytes = static_cast<const char*>(data);
-    return writeFileAtomically(path,
-                               FileContent{[size] { return size; },
-                                           [bytes, size](const FileContent::Sink& sink) { return sink(bytes, size); }});
+    return writeFileAtomically(
+        path, FileContent{[size] { return size; }, [bytes, size](const ByteSink& sink) { return sink(bytes, size); }});
 }
 
 }  // namespace Vesk::Crypto::fstools

@@ -1,9 +1,10 @@
 #pragma once
 // Base64 with the standard alphabet, "=" padding and no line breaks.
 
+#include "common/ByteSink.h"
+
 #include <cstddef>
 #include <filesystem>
-#include <functional>
 #include <string>
 
 namespace Vesk::Crypto {
@@ -19,7 +20,6 @@ std::string decode(const std::string& in);
 std::string decode(const char* text, size_t size);
 // The same decoding, handed to `sink` in blocks of at most 48 KiB, so that a large text need not
 // be held decoded as a whole. Stops, answering false, as soon as the sink answers false.
-using ByteSink = std::function<bool(const char* bytes, size_t size)>;
 bool decode(const char* text, size_t size, const ByteSink& sink);
 // The number of bytes decoding the text gives.
 size_t decodedSize(const char* text, size_t size);

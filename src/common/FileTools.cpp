@@ -146,9 +146,8 @@ bool readFileAsBase64(const fs::path& path, std::string& out) {
 bool saveFileFromBase64(const fs::path& path, std::string_view b64) {
     VLOG_VERBOSE << "[F] saveFileFromBase64: " << path.string();
     // Decoded block by block straight into the file: the bytes are never held whole.
-    const FileContent content{
-        [b64] { return base64::decodedSize(b64.data(), b64.size()); },
-        [b64](const FileContent::Sink& sink) { return base64::decode(b64.data(), b64.size(), sink); }};
+    const FileContent content{[b64] { return base64::decodedSize(b64.data(), b64.size()); },
+                              [b64](const ByteSink& sink) { return base64::decode(b64.data(), b64.size(), sink); }};
     if (!writeFileAtomically(path, content)) {
         VLOG_ERROR << "Open file: " << path.string() << " error";
         return false;

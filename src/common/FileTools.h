@@ -2,6 +2,7 @@
 // Whole-file reading and writing. Nothing here throws for a missing or unreadable file:
 // each function answers false after one log line.
 
+#include "common/ByteSink.h"
 #include "common/FileDescriptor.h"
 
 #include <filesystem>
@@ -29,9 +30,8 @@ bool writeFileAtomically(const std::filesystem::path& path, const void* data, si
 // hands every piece to the sink, in order, and answers false when the sink does; a write may ask
 // for it more than once. `size` is asked only when space must be reserved first.
 struct FileContent {
-    using Sink = std::function<bool(const char* data, size_t size)>;
     std::function<size_t()> size;
-    std::function<bool(const Sink&)> produce;
+    std::function<bool(const ByteSink&)> produce;
 };
 bool writeFileAtomically(const std::filesystem::path& path, const FileContent& content);
 
