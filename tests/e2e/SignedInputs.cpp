@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 
@@ -74,6 +75,34 @@ void pdfsigSign(const fs::path& in, const fs::path& out, const std::string& fiel
 
 void writeBytes(const fs::path& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+std::vector<PdfSignature> pdfSignatures(const std::string& pdf) {
+    std::vector<PdfSignature> signatures;
+    for (size_t at = pdf.find("/ByteRange"); at != std::string::npos; at = pdf.find("/ByteRange", at + 1)) {
+        PdfSignature s;
+        if (std::sscanf(pdf.c_str() + at, "/ByteRange [ %zu %zu %zu %zu", &s.a, &s.b, &s.c, &s.d) != 4) continue;
+        s.wellFormed = s.a == 0 && s.b < s.c && s.c <= pdf.size() && s.d <= pdf.size() - s.c && pdf[s.b] == '<' &&
+                       pdf[s.c - 1] == '>';
+        if (s.wellFormed) {
+            for (size_t i = s.b + 1; i + 2 < s.c; i += 2)
+                s.der += static_cast<char>(std::stoi(pdf.substr(i, 2), nullptr, 16));
+            s.covered = pdf.substr(s.a, s.b) + pdf.substr(s.c, s.d);
+        }
+        signatures.push_back(std::move(s));
+    }
+    return signatures;
+}
+
+int opensslVerifiedPdfSignatures(const fs::path& pdf, const fs::path& work) {
+    int verified = 0;
+    for (const PdfSignature& signature : pdfSignatures(readFile(pdf))) {
+        EXPECT_TRUE(signature.wellFormed) << pdf << " ByteRange " << signature.b << " " << signature.c;
+        writeBytes(work / "hole.der", signature.der);
+        writeBytes(work / "covered.bin", signature.covered);
+        verified += signature.wellFormed && opensslVerifies(work / "hole.der", work / "covered.bin");
+    }
+    return verified;
 }
 
 }  // namespace vesk::test

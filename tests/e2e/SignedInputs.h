@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace vesk::test {
 
@@ -32,5 +33,18 @@ void writeBytes(const std::filesystem::path& path, const std::string& bytes);
 // `content`, and the signed content lands in `out`.
 bool opensslVerifies(const std::filesystem::path& signature, const std::filesystem::path& content = {},
                      const std::filesystem::path& out = "/dev/null");
+
+// One signature of a PDF: its ByteRange, the bytes of its hole (hex decoded, padding kept) and
+// the bytes its ranges cover. `wellFormed` is false when the ranges do not frame a <...> hole.
+struct PdfSignature {
+    size_t a = 0, b = 0, c = 0, d = 0;
+    bool wellFormed = false;
+    std::string der;
+    std::string covered;
+};
+// Every ByteRange of the PDF, in file order.
+std::vector<PdfSignature> pdfSignatures(const std::string& pdf);
+// How many signatures of the PDF file openssl verifies over their ranges (`work` holds its files).
+int opensslVerifiedPdfSignatures(const std::filesystem::path& pdf, const std::filesystem::path& work);
 
 }  // namespace vesk::test

@@ -1,4 +1,3 @@
-#include "common/Base64.h"
 #include "common/Settings.h"
 #include "common/Version.h"
 #include "plugin/RequestDispatcher.h"
@@ -7,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <regex>
 
 using namespace Vesk::Crypto;
@@ -42,16 +40,6 @@ TEST(Dispatcher, EnvelopeAndDispatcherErrors) {
         R"({"data":null,"error":["tr{JSON Exception:} [json.exception.type_error.302] type must be string, but is number"]})");
     EXPECT_EQ(run(R"({"method":"exists","args":{}})"),
               R"({"data":null,"error":["tr{Param 'file' in 'args' is not exists}"]})");
-}
-
-TEST(Dispatcher, CommandFileRunsEachRequestLine) {
-    const auto folder = vesk::test::makeTempDir("batch");
-    const auto file = folder / "commands.txt";
-    std::ofstream(file) << "// a comment\n\n{\"method\":\"version\",\"args\":{}}\n\r\n"
-                        << R"({"method":"exists","args":{"file":")" << base64::encode(folder.string()) << "\"}}\n";
-    EXPECT_EQ(executeCommandsFromFile(file.string()),
-              "{\"data\":\"" VESK_VERSION_TEXT "\",\"error\":null}\n\n{\"data\":true,\"error\":null}\n\n");
-    EXPECT_EQ(executeCommandsFromFile((folder / "missing.txt").string()), "");
 }
 
 TEST(Dispatcher, LogHoldsWholeRequestAndAnswerOnceTheAnswerIsGiven) {

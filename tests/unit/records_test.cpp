@@ -7,14 +7,6 @@
 using namespace Vesk::Crypto;
 using nlohmann::json;
 
-TEST(Records, SerialNumberIsReadMostSignificantByteFirst) {
-    const unsigned char bytes[] = {0x01, 0x02, 0x0A};
-    EXPECT_EQ(getSerialNumber(bytes, 3), "0x0A0201");
-    EXPECT_EQ(getSerialNumber(bytes, 0), "0x");
-    const unsigned char high[] = {0xFF, 0x00, 0xab};
-    EXPECT_EQ(getSerialNumber(high, 3), "0xAB00FF");
-}
-
 TEST(Records, CertificateSignerAndResultForms) {
     auto certificate = std::make_shared<Certificate>(
         Certificate{"CN=Иванов Иван, O=ООО Ромашка, C=RU", "CN=Тестовый УЦ, C=RU", "01/02/2025 10:00:00 UTC",

@@ -17,13 +17,6 @@ void writeText(const fs::path& path, const std::string& text) { std::ofstream(pa
 
 }  // namespace
 
-TEST(Settings, PathsFollowHome) {
-    EXPECT_EQ(getEditorSettingsHomePath(), vesk::test::tempHome() / ".Vesk" / "editor");
-    EXPECT_EQ(getLogFilePath(), vesk::test::tempHome() / ".Vesk" / "editor" / "VeskCryptoModule.log");
-    EXPECT_EQ(getSettingsFilePath(), vesk::test::tempHome() / ".Vesk" / "editor" / "settings.json");
-    EXPECT_TRUE(fs::is_directory(getEditorSettingsHomePath()));
-}
-
 TEST(Settings, DefaultsAreWrittenAndPartialFilesAreNotRewritten) {
     const auto folder = vesk::test::makeTempDir("settings");
     const auto missing = folder / "sub" / "settings.json";
