@@ -54,16 +54,6 @@ void opensslSign(const fs::path& in, const fs::path& out, const std::string& use
     ASSERT_EQ(status, 0) << output;
 }
 
-bool opensslVerifies(const fs::path& signature, const fs::path& content, const fs::path& out) {
-    std::string output;
-    const int status =
-        openssl("cms -verify -binary -inform DER -in " + q(signature) + " -CAfile " + q(pki("pem/trusted.pem")) +
-                    " -out " + q(out) + (content.empty() ? "" : " -content " + q(content)),
-                &output);
-    EXPECT_EQ(status, 0) << output;
-    return status == 0;
-}
-
 void makePdf(const fs::path& out, int pages) {
     run(std::string(VESK_SAMPLE_PDF_PATH) + " " + q(out) + " --pages " + std::to_string(pages));
 }

@@ -29,11 +29,6 @@ void pdfsigSign(const std::filesystem::path& in, const std::filesystem::path& ou
 
 void writeBytes(const std::filesystem::path& path, const std::string& bytes);
 
-// openssl's verdict on a DER signature, trusting the test PKI; a detached one is checked against
-// `content`, and the signed content lands in `out`.
-bool opensslVerifies(const std::filesystem::path& signature, const std::filesystem::path& content = {},
-                     const std::filesystem::path& out = "/dev/null");
-
 // One signature of a PDF: its ByteRange, the bytes of its hole (hex decoded, padding kept) and
 // the bytes its ranges cover. `wellFormed` is false when the ranges do not frame a <...> hole.
 struct PdfSignature {

@@ -88,11 +88,26 @@ LocalServices::OcspRedirect::~OcspRedirect() {
     ::setenv("CADES_EMULATOR_OCSP_URL", LocalServices::instance().ocspUrl().c_str(), 1);
 }
 
-int cadesEvidence(const std::string& args, std::string* output) {
-    const auto result = runCommand("python3 " + shellQuote(std::string(VESK_TEST_SUPPORT_DIR) + "/cades-evidence.py") +
-                                   " " + args + " 2>&1");
-    if (output != nullptr) *output = result.output;
-    return result.exitCode;
+bool opensslVerifiesTimeStamp(const std::filesystem::path& signature, const std::filesystem::path& work, int signer) {
+    const auto q = [](const std::filesystem::path& path) { return shellQuote(path.string()); };
+    const std::string evidence =
+        "python3 " + shellQuote(std::string(VESK_TEST_SUPPORT_DIR) + "/cades-evidence.py") + " ";
+    const std::string index = " " + std::to_string(signer) + " 2>&1";
+    for (const std::string& args : {"sigvalue " + q(signature) + " " + q(work / "value.bin"),
+                                    "attr " + q(signature) + " 1.2.840.113549.1.9.16.2.14 " + q(work / "token.der")}) {
+        const auto result = runCommand(evidence + args + index);
+        if (result.exitCode != 0) {
+            ADD_FAILURE() << args << "\n" << result.output;
+            return false;
+        }
+    }
+    std::string log;
+    const int status =
+        openssl("ts -verify -token_in -in " + q(work / "token.der") + " -data " + q(work / "value.bin") + " -CAfile " +
+                    q(pki("pem/trusted.pem")) + " -untrusted " + q(pki("pem/tsa_gost.crt")),
+                &log);
+    EXPECT_EQ(status, 0) << log;
+    return status == 0;
 }
 
 std::string unreachableUrl() {

@@ -3,6 +3,7 @@
 // on 127.0.0.1 at a free port on first use and stopped when the test process ends (the script
 // also stops by itself once this process is gone).
 
+#include <filesystem>
 #include <string>
 
 namespace vesk::test {
@@ -38,9 +39,11 @@ private:
     int port_ = 0;
 };
 
-// Runs tests/support/cades-evidence.py with ARGS (shell words); its exit status, and its output in
-// *output when given.
-int cadesEvidence(const std::string& args, std::string* output = nullptr);
+// openssl ts -verify of the signature time-stamp of signer `signer` of a CMS signature file over
+// that signer's signature value (taken out with tests/support/cades-evidence.py); `work` holds
+// the pieces.
+bool opensslVerifiesTimeStamp(const std::filesystem::path& signature, const std::filesystem::path& work,
+                              int signer = 0);
 
 // An address on 127.0.0.1 where nothing listens (a port just bound and released).
 std::string unreachableUrl();

@@ -2,6 +2,8 @@
 
 #include "support/Process.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 
 namespace vesk::test {
@@ -15,6 +17,17 @@ int openssl(const std::string& args, std::string* output) {
     const auto result = runCommand("OPENSSL_CONF=" + shellQuote(pki("openssl.cnf")) + " openssl " + args + " 2>&1");
     if (output != nullptr) *output = result.output;
     return result.exitCode;
+}
+
+bool opensslVerifies(const std::filesystem::path& signature, const std::filesystem::path& content,
+                     const std::filesystem::path& out) {
+    std::string output;
+    const int status = openssl("cms -verify -binary -inform DER -in " + shellQuote(signature.string()) + " -CAfile " +
+                                   shellQuote(pki("pem/trusted.pem")) + " -out " + shellQuote(out.string()) +
+                                   (content.empty() ? "" : " -content " + shellQuote(content.string())),
+                               &output);
+    EXPECT_EQ(status, 0) << output;
+    return status == 0;
 }
 
 std::string cadesLibraryUnderTest() {

@@ -2,6 +2,7 @@
 // The one test PKI every suite uses (scripts/make-test-pki.sh, built once by the ctest fixture
 // "test_pki"), and the CAdES library under test.
 
+#include <filesystem>
 #include <string>
 
 namespace vesk::test {
@@ -13,6 +14,11 @@ std::string pki(const std::string& relative);
 // "openssl ARGS" with the PKI's GOST engine configuration; the exit status, and stdout+stderr
 // in *output when given.
 int openssl(const std::string& args, std::string* output = nullptr);
+
+// openssl's verdict on a DER signature, trusting the test PKI; a detached one is checked against
+// `content`, and the signed content lands in `out`.
+bool opensslVerifies(const std::filesystem::path& signature, const std::filesystem::path& content = {},
+                     const std::filesystem::path& out = "/dev/null");
 
 // The CAdES library the module is pointed at: VESK_TEST_CADES_LIBRARY when set, else the
 // project's emulator.
