@@ -243,16 +243,12 @@ TEST_F(FileSafety, UnpaddedBase64KeepsEveryByte) {
     EXPECT_EQ(runCommand("cmp " + q(dir / "large.bin") + " " + q(dir / "expected-large.bin")).exitCode, 0);
     EXPECT_EQ(fs::file_size(dir / "large.bin"), 150000u / 4 * 3);
 
-    // Decoding stops at the first character outside the alphabet and keeps what came before.
-    EXPECT_EQ(saveFile(dir / "ab", "YWI").at("data"), true);
-    EXPECT_EQ(readFile(dir / "ab"), "ab");
-    EXPECT_EQ(saveFile(dir / "abc", "YWJj*ZGVm").at("data"), true);
-    EXPECT_EQ(readFile(dir / "abc"), "abc");
-    EXPECT_EQ(saveFile(dir / "line", "YWJj\nZGVm").at("data"), true);
-    EXPECT_EQ(readFile(dir / "line"), "abc");
-    // Padding ends the input.
-    EXPECT_EQ(saveFile(dir / "padded", "YWI=ZGVm").at("data"), true);
-    EXPECT_EQ(readFile(dir / "padded"), "ab");
+    // Decoding stops at the first character outside the alphabet, or at padding, keeping what came before.
+    for (const auto& [text, bytes] :
+         {std::pair{"YWI", "ab"}, {"YWJj*ZGVm", "abc"}, {"YWJj\nZGVm", "abc"}, {"YWI=ZGVm", "ab"}}) {
+        EXPECT_EQ(saveFile(dir / "short", text).at("data"), true);
+        EXPECT_EQ(readFile(dir / "short"), bytes) << text;
+    }
 
     // Inline data signed in full.
     const json answer = client.requestJson(
@@ -264,9 +260,10 @@ TEST_F(FileSafety, UnpaddedBase64KeepsEveryByte) {
 }
 
 // A stamped PDF signed detached: the stamp is an incremental update, so a signature already in
-// the PDF stays valid; the stamped PDF goes only to the original its signature names.
+// the PDF stays valid; the stamped PDF goes only to the original its signature names, and no
+// working copy is left.
 TEST_F(FileSafety, StampedPdfSignedDetached) {
-    const json stamp = {{"watermark", {{"strings", {{{"text", "Подписано ЭП"}}}}, {"page", -1}}}};
+    const json stamp = {{"watermark", {{"strings", {{{"text", "Подписано: <sign_date: 21.11.2026>"}}}}, {"page", -1}}}};
     makePdf(dir / "plain.pdf");
     pdfsigSign(dir / "plain.pdf", dir / "report.pdf", "Approval");
     const std::string before = readFile(dir / "report.pdf");
@@ -280,8 +277,12 @@ TEST_F(FileSafety, StampedPdfSignedDetached) {
     EXPECT_NE(listing.find("Signature Field Name: Approval"), std::string::npos) << listing;
     EXPECT_NE(listing.find("Signature Validation: Signature is Valid."), std::string::npos) << listing;
     EXPECT_EQ(runCommand("qpdf --check " + q(dir / "report.pdf") + " >/dev/null 2>&1").exitCode, 0);
-    EXPECT_NE(runCommand("pdftotext " + q(dir / "report.pdf") + " -").output.find("Подписано ЭП"), std::string::npos);
+    const std::string text = runCommand("pdftotext " + q(dir / "report.pdf") + " -").output;
+    for (const char* shown : {"Подписано:", "21.11.2026", "Договор"})
+        EXPECT_NE(text.find(shown), std::string::npos) << shown;
+    EXPECT_EQ(text.find("sign_date"), std::string::npos) << text;
     EXPECT_TRUE(opensslVerifies(dir / "report.pdf.sgn", dir / "report.pdf"));
+    EXPECT_EQ(namesIn(dir), (std::set<std::string>{"plain.pdf", "report.pdf", "report.pdf.sgn"}));
 
     // Into another folder, where a different doc.pdf already lies: refused before anything is written.
     const fs::path a = makeTempDir("a");

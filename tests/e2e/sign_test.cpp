@@ -161,21 +161,3 @@ TEST_F(Sign, PadesSignaturesCheckedByQpdfPdfsigAndOpenssl) {
     EXPECT_EQ(verified["data"][1]["SerialNumber"], kPetrova);
     EXPECT_TRUE(verified["data"][0]["Verifyed"] && verified["data"][1]["Verifyed"]);
 }
-
-// A PDF signed into a detached signature file gets its stamp first; the stamped PDF is the
-// original that lies beside the signature, and nothing of the user's content is lost.
-TEST_F(Sign, StampedPdfBesideItsDetachedSignature) {
-    makePdf(dir / "report.pdf");
-    const json stamp = {{"watermark", {{"strings", {{{"text", "Подписано: <sign_date: 21.11.2026>"}}}}, {"page", -2}}}};
-    EXPECT_EQ(answeredPath(sign(dir / "report.pdf", dir / "report.pdf", "Detached", kIvanov, stamp)),
-              (dir / "report.pdf.sgn").string());
-    EXPECT_TRUE(opensslVerifies(dir / "report.pdf.sgn", (dir / "report.pdf").string()));
-    const std::string text = runCommand("pdftotext " + q(dir / "report.pdf") + " - 2>/dev/null").output;
-    EXPECT_NE(text.find("Подписано:"), std::string::npos) << text;
-    EXPECT_NE(text.find("21.11.2026"), std::string::npos) << text;
-    EXPECT_NE(text.find("Договор"), std::string::npos) << text;
-    // No working copy is left behind.
-    int files = 0;
-    for ([[maybe_unused]] const auto& entry : fs::directory_iterator(dir)) ++files;
-    EXPECT_EQ(files, 2);
-}
