@@ -97,16 +97,9 @@ TEST_F(Compatibility, LogTagsBorrowedFromOtherFunctions) {
 
     // A stamp put on a PDF before it is signed into a signature file logs as the file signer.
     makePdf(dir / "stamped.pdf", 1);
-    const json stamped = client.requestJson(
-        {{"method", "sign"},
-         {"args",
-          {{"file", b64((dir / "stamped.pdf").string())},
-           {"output_file", b64((dir / "stamped.pdf").string())},
-           {"sign_info",
-            {{"provider", "CryptoPRO"},
-             {"attach_type", "Detached"},
-             {"search_string", b64(kIvanov)},
-             {"watermark", {{"strings", {{{"text", "Подписано"}, {"font", "No Such Font Family"}}}}}}}}}}});
+    const std::string pdf = (dir / "stamped.pdf").string();
+    const json font = {{"watermark", {{"strings", {{{"text", "Подписано"}, {"font", "No Such Font Family"}}}}}}};
+    const json stamped = client.requestJson(signRequest(pdf, pdf, "Detached", kIvanov, font));
     ASSERT_TRUE(stamped["error"].is_null()) << stamped.dump();
     text = log();
     EXPECT_NE(text.find("[M] FileSigner::signPdfFile"), std::string::npos);
