@@ -29,7 +29,8 @@ std::vector<CorpusPdf> makeCorpus(const fs::path& dir) {
     // Page files for mutool create hold content of our own choosing; the mutool scripts change page 1.
     writeBytes(dir / "corpus.sh", R"SH(set -ex
 line() { printf '%s\n' "$@"; }
-page1() { line 'var doc = new PDFDocument(scriptArgs[0]);' "doc.findPage(0).$1;" "doc.save(scriptArgs[1], 'compress');"; }
+page1() { line 'var doc = new PDFDocument(scriptArgs[0]);' "doc.findPage(0).$1;" \
+  "doc.save(scriptArgs[1], 'compress');"; }
 # Text running up the page: ghostscript turns the page with /Rotate 90.
 line '%!PS' '<< /PageSize [595 842] >> setpagedevice' '/Helvetica findfont 18 scalefont setfont' \
   '560 60 moveto 90 rotate (Landscape text on a portrait sheet, auto-rotated) show' showpage > gs-rotated.ps
@@ -39,14 +40,17 @@ qpdf --linearize gs-sizes.pdf qpdf-linear.pdf
 qpdf --rotate=+90:1 --rotate=180:2 --rotate=270:3 gs-sizes.pdf qpdf-rotate.pdf
 line '%%MediaBox 0 0 595 842' '%%Font F1 Helvetica' 'BT /F1 18 Tf 40 780 Td (Page that ends inside a cm) Tj ET' \
   '0.5 0 0 0.5 300 -200 cm' > cm.txt
-line '%%MediaBox 0 0 595 842' '%%Font F1 Helvetica' 'BT /F1 18 Tf 40 780 Td (OCR-like page: render mode 3 left on) Tj ET' \
-  '3 Tr' 'BT /F1 12 Tf 40 400 Td (invisible text layer) Tj ET' > tr.txt
+line '%%MediaBox 0 0 595 842' '%%Font F1 Helvetica' \
+  'BT /F1 18 Tf 40 780 Td (OCR-like page: render mode 3 left on) Tj ET' '3 Tr' \
+  'BT /F1 12 Tf 40 400 Td (invisible text layer) Tj ET' > tr.txt
 mutool create -o mutool-state.pdf cm.txt tr.txt
 mutool clean -gggg -z mutool-state.pdf mutool-clean.pdf
-line '%%MediaBox 100 200 712 992' '%%Font F1 Helvetica' 'BT /F1 18 Tf 150 930 Td (MediaBox from 100,200) Tj ET' > offset.txt
+line '%%MediaBox 100 200 712 992' '%%Font F1 Helvetica' 'BT /F1 18 Tf 150 930 Td (MediaBox from 100,200) Tj ET' \
+  > offset.txt
 line '%%MediaBox -300 -400 295 442' '%%Rotate 180' '%%Font F1 Helvetica' \
   'BT /F1 18 Tf -250 -350 Td (Offset box, turned 180) Tj ET' > turned.txt
-line '%%MediaBox 0 0 420 595' '%%Rotate 270' '%%Font F1 Helvetica' 'BT /F1 18 Tf 40 540 Td (Turned 270) Tj ET' > turned270.txt
+line '%%MediaBox 0 0 420 595' '%%Rotate 270' '%%Font F1 Helvetica' 'BT /F1 18 Tf 40 540 Td (Turned 270) Tj ET' \
+  > turned270.txt
 mutool create -o mutool-boxes.pdf offset.txt turned.txt turned270.txt
 page1 "put('CropBox', [150, 250, 662, 942])" > crop.js
 mutool run crop.js mutool-boxes.pdf mutool-cropped.pdf
@@ -73,7 +77,8 @@ fs::path pdfTexManual(const fs::path& dir) {
     const std::string found =
         runCommand("cd " + q(dir) + R"SH( && find /usr/share/doc -name '*.pdf' -o -name '*.pdf.gz' |
     sort | head -200 | while read -r f; do zcat -f "$f" > probe.pdf; pdfinfo probe.pdf | grep -q pdfTeX &&
-    echo "$(stat -c %s probe.pdf) $f"; done 2>/dev/null | sort -n | awk '$1 <= 2097152 { print substr($0, length($1) + 2); exit }')SH")
+    echo "$(stat -c %s probe.pdf) $f"; done 2>/dev/null | sort -n |
+    awk '$1 <= 2097152 { print substr($0, length($1) + 2); exit }')SH")
             .output;
     if (found.empty()) return {};
     produce("zcat -f " + shellQuote(found.substr(0, found.size() - 1)) + " > " + q(dir / "pdftex.pdf"));
@@ -91,7 +96,6 @@ std::string judgeSignedPdf(const fs::path& pdf, int count) {
     const std::string listing = runCommand("pdfsig " + q(pdf) + " 2>&1").output;
     const auto last = listing.rfind("Signature #");
     EXPECT_TRUE(last != std::string::npos && listing.find("Total document signed", last) != std::string::npos)
-        << pdf << "\n"
         << listing;
 
     const std::string bytes = readFile(pdf);

@@ -164,10 +164,9 @@ TEST_F(Hostile, JsonNestedDeeperThan512LevelsIsRefused) {
     const auto log = [](int arrays, const std::string& inside) {
         return R"({"method":"log","args":{"a":)" + std::string(arrays, '[') + inside + std::string(arrays, ']') + "}}";
     };
-    const std::string ok = R"({"data":null,"error":null})", refused =
-                                                                R"({"data":null,"error":["tr{JSON Exception:})"
-                                                                R"( [json.exception.parse_error.101] parse error:)"
-                                                                R"( nesting deeper than 512 levels"]})";
+    const std::string ok = R"({"data":null,"error":null})";
+    const std::string refused = R"({"data":null,"error":["tr{JSON Exception:} [json.exception.parse_error.101] parse )"
+                                R"(error: nesting deeper than 512 levels"]})";
     // The envelope and "args" are two levels: 510 arrays make 512. 510 levels of arrays around
     // many numbers: the indented log record stays bounded.
     const std::pair<std::string, std::string> cases[] = {
