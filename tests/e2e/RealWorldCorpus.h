@@ -1,20 +1,28 @@
 #pragma once
-// PDFs of independent producers, made at test time: ghostscript (ps2pdf), mupdf-tools (mutool
-// create, run, clean), qpdf transforms, and a pdfTeX manual when the machine has one. Each page
-// kind that trips a stamp or a signer is there: several sizes, landscape, /Rotate 90/180/270,
-// boxes not at 0,0 and a CropBox, content that leaves a cm or text render mode 3 behind, a page
-// without /Resources, object streams, linearization.
+// What the PDF suites share: PDFs of independent producers, made at test time, and the independent
+// judges of a signed PDF.
+// The corpus: ghostscript (ps2pdf), mupdf-tools (mutool create, run, clean), qpdf transforms, and a
+// pdfTeX manual when the machine has one. Each page kind that trips a stamp or a signer is there:
+// several sizes, landscape, /Rotate 90/180/270, boxes not at 0,0 and a CropBox, content that leaves
+// a cm or text render mode 3 behind, a page without /Resources, object streams, linearization.
+
+#include "ModuleClient.h"
+#include "SignedInputs.h"
+
+#include "support/Process.h"
+#include "support/TempHome.h"
+
+#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vesk::test {
 
-struct CorpusPdf {
-    std::string name;  // producer and page kinds, for test traces
-    std::filesystem::path file;
-};
+// Producer and page kinds, for test traces, and the file.
+using CorpusPdf = std::pair<std::string, std::filesystem::path>;
 
 // The corpus, written into `dir`. Fails the calling test when a producer fails.
 std::vector<CorpusPdf> makeCorpus(const std::filesystem::path& dir);
@@ -28,5 +36,20 @@ std::filesystem::path pdfTexManual(const std::filesystem::path& dir);
 
 // "tool ARGS"; fails the calling test on a non-zero exit.
 void produce(const std::string& command);
+
+// qpdf --check exits 0 and finds no syntax or stream encoding error.
+void expectQpdfClean(const std::filesystem::path& pdf);
+
+// qpdf --check is clean; pdfsig's last signature covers the whole file; and there are `count`
+// /ByteRange entries, each holding a CMS signature that openssl verifies over its ranges, trusting
+// the test PKI. pdfsig's listing.
+std::string judgeSignedPdf(const std::filesystem::path& pdf, int count);
+
+inline std::string q(const std::filesystem::path& path) { return shellQuote(path.string()); }
+inline bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+// True when `later` begins with every byte of `earlier`, as an incremental update does.
+inline bool extends(const std::string& later, const std::string& earlier) {
+    return later.compare(0, earlier.size(), earlier) == 0;
+}
 
 }  // namespace vesk::test
