@@ -85,38 +85,4 @@ fs::path pdfTexManual(const fs::path& dir) {
     return dir / "pdftex.pdf";
 }
 
-void expectQpdfClean(const fs::path& pdf) {
-    const auto checked = runCommand("qpdf --check " + q(pdf) + " 2>&1");
-    EXPECT_EQ(checked.exitCode, 0) << pdf << "\n" << checked.output;
-    EXPECT_TRUE(has(checked.output, "No syntax or stream encoding errors")) << pdf << "\n" << checked.output;
-}
-
-std::string judgeSignedPdf(const fs::path& pdf, int count) {
-    expectQpdfClean(pdf);
-    const std::string listing = runCommand("pdfsig " + q(pdf) + " 2>&1").output;
-    const auto last = listing.rfind("Signature #");
-    EXPECT_TRUE(last != std::string::npos && listing.find("Total document signed", last) != std::string::npos)
-        << listing;
-
-    const std::string bytes = readFile(pdf);
-    const fs::path ranges = pdf.parent_path() / "ranges.bin", hole = pdf.parent_path() / "hole.der";
-    int found = 0;
-    for (size_t at = bytes.find("/ByteRange"); at != std::string::npos; at = bytes.find("/ByteRange", at + 1)) {
-        size_t a = 0, b = 0, c = 0, d = 0;
-        ++found;
-        if (std::sscanf(bytes.c_str() + at, "/ByteRange [ %zu %zu %zu %zu ]", &a, &b, &c, &d) != 4 ||
-            !(a <= b && b < c && c + d <= bytes.size() && bytes[b] == '<' && bytes[c - 1] == '>')) {
-            ADD_FAILURE() << "bad ByteRange in " << pdf << ": " << bytes.substr(at, 80);
-            continue;
-        }
-        writeBytes(ranges, bytes.substr(a, b) + bytes.substr(c, d));
-        std::string der;
-        for (size_t i = b + 1; i + 2 < c; i += 2) der += static_cast<char>(std::stoi(bytes.substr(i, 2), nullptr, 16));
-        writeBytes(hole, der);
-        EXPECT_TRUE(opensslVerifies(hole, ranges)) << pdf << " signature " << found;
-    }
-    EXPECT_EQ(found, count) << pdf;
-    return listing;
-}
-
 }  // namespace vesk::test

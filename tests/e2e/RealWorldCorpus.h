@@ -37,14 +37,6 @@ std::filesystem::path pdfTexManual(const std::filesystem::path& dir);
 // "tool ARGS"; fails the calling test on a non-zero exit.
 void produce(const std::string& command);
 
-// qpdf --check exits 0 and finds no syntax or stream encoding error.
-void expectQpdfClean(const std::filesystem::path& pdf);
-
-// qpdf --check is clean; pdfsig's last signature covers the whole file; and there are `count`
-// /ByteRange entries, each holding a CMS signature that openssl verifies over its ranges, trusting
-// the test PKI. pdfsig's listing.
-std::string judgeSignedPdf(const std::filesystem::path& pdf, int count);
-
 inline std::string q(const std::filesystem::path& path) { return shellQuote(path.string()); }
 inline bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 // True when `later` begins with every byte of `earlier`, as an incremental update does.

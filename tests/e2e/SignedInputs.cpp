@@ -71,8 +71,8 @@ std::vector<PdfSignature> pdfSignatures(const std::string& pdf) {
     std::vector<PdfSignature> signatures;
     for (size_t at = pdf.find("/ByteRange"); at != std::string::npos; at = pdf.find("/ByteRange", at + 1)) {
         PdfSignature s;
-        if (std::sscanf(pdf.c_str() + at, "/ByteRange [ %zu %zu %zu %zu", &s.a, &s.b, &s.c, &s.d) != 4) continue;
-        s.wellFormed = s.a == 0 && s.b < s.c && s.c <= pdf.size() && s.d <= pdf.size() - s.c && pdf[s.b] == '<' &&
+        s.wellFormed = std::sscanf(pdf.c_str() + at, "/ByteRange [ %zu %zu %zu %zu", &s.a, &s.b, &s.c, &s.d) == 4 &&
+                       s.a == 0 && s.b < s.c && s.c <= pdf.size() && s.d <= pdf.size() - s.c && pdf[s.b] == '<' &&
                        pdf[s.c - 1] == '>';
         if (s.wellFormed) {
             for (size_t i = s.b + 1; i + 2 < s.c; i += 2)
@@ -87,12 +87,30 @@ std::vector<PdfSignature> pdfSignatures(const std::string& pdf) {
 int opensslVerifiedPdfSignatures(const fs::path& pdf, const fs::path& work) {
     int verified = 0;
     for (const PdfSignature& signature : pdfSignatures(readFile(pdf))) {
-        EXPECT_TRUE(signature.wellFormed) << pdf << " ByteRange " << signature.b << " " << signature.c;
+        EXPECT_TRUE(signature.wellFormed) << pdf << ": ByteRange " << signature.b << " " << signature.c;
         writeBytes(work / "hole.der", signature.der);
         writeBytes(work / "covered.bin", signature.covered);
         verified += signature.wellFormed && opensslVerifies(work / "hole.der", work / "covered.bin");
     }
     return verified;
+}
+
+void expectQpdfClean(const fs::path& pdf) {
+    const auto checked = runCommand("qpdf --check " + q(pdf) + " 2>&1");
+    EXPECT_EQ(checked.exitCode, 0) << pdf << "\n" << checked.output;
+    EXPECT_NE(checked.output.find("No syntax or stream encoding errors"), std::string::npos) << pdf << "\n"
+                                                                                             << checked.output;
+}
+
+std::string judgeSignedPdf(const fs::path& pdf, int count) {
+    expectQpdfClean(pdf);
+    const std::string listing = runCommand("pdfsig " + q(pdf) + " 2>&1").output;
+    const auto last = listing.rfind("Signature #");
+    EXPECT_TRUE(last != std::string::npos && listing.find("Total document signed", last) != std::string::npos)
+        << listing;
+    EXPECT_EQ(pdfSignatures(readFile(pdf)).size(), static_cast<size_t>(count)) << pdf;
+    EXPECT_EQ(opensslVerifiedPdfSignatures(pdf, pdf.parent_path()), count) << pdf;
+    return listing;
 }
 
 }  // namespace vesk::test

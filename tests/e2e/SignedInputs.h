@@ -39,7 +39,15 @@ struct PdfSignature {
 };
 // Every ByteRange of the PDF, in file order.
 std::vector<PdfSignature> pdfSignatures(const std::string& pdf);
-// How many signatures of the PDF file openssl verifies over their ranges (`work` holds its files).
+// How many signatures of the PDF file openssl verifies over their ranges, trusting the test PKI
+// (`work` holds its files); a ByteRange that does not frame a hole fails the calling test.
 int opensslVerifiedPdfSignatures(const std::filesystem::path& pdf, const std::filesystem::path& work);
+
+// qpdf --check exits 0 and finds no syntax or stream encoding error.
+void expectQpdfClean(const std::filesystem::path& pdf);
+
+// qpdf --check is clean, pdfsig's last signature covers the whole file, and openssl verifies
+// `count` signatures over their ranges. pdfsig's listing.
+std::string judgeSignedPdf(const std::filesystem::path& pdf, int count);
 
 }  // namespace vesk::test

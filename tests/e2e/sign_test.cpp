@@ -18,8 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string q(const fs::path& path) { return shellQuote(path.string()); }
-
 class Sign : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -141,18 +139,15 @@ TEST_F(Sign, PadesSignaturesCheckedByQpdfPdfsigAndOpenssl) {
     const std::string cosigned = readFile(dir / "cosigned.pdf");
     EXPECT_EQ(signedPdf.compare(0, first.size(), first), 0) << "the first revision changed";
     EXPECT_EQ(cosigned.compare(0, signedPdf.size(), signedPdf), 0) << "the signed revision changed";
-    EXPECT_EQ(runCommand("qpdf --check " + q(dir / "cosigned.pdf") + " >/dev/null 2>&1").exitCode, 0);
-
-    const std::string listing = runCommand("pdfsig " + q(dir / "cosigned.pdf") + " 2>&1").output;
+    const std::string listing = judgeSignedPdf(dir / "cosigned.pdf", 2);
     EXPECT_NE(listing.find("Signature Field Name: Sign_0x0123456789ABCDEF01"), std::string::npos) << listing;
     EXPECT_NE(listing.find("Signature Field Name: Sign_0x4512"), std::string::npos) << listing;
 
-    // Each ByteRange covers its revision up to its end, but for the hole whose signature openssl verifies.
+    // Each ByteRange covers its revision up to its end, but for the hole.
     const auto signatures = pdfSignatures(cosigned);
     ASSERT_EQ(signatures.size(), 2u);
     EXPECT_EQ(signatures[0].c + signatures[0].d, signedPdf.size());
     EXPECT_EQ(signatures[1].c + signatures[1].d, cosigned.size());
-    EXPECT_EQ(opensslVerifiedPdfSignatures(dir / "cosigned.pdf", dir), 2);
 
     const json verified =
         client.requestJson({{"method", "verify"}, {"args", {{"file", b64((dir / "cosigned.pdf").string())}}}});
