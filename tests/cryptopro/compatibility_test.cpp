@@ -14,11 +14,8 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
-
 using namespace Vesk::Crypto;
 using namespace Vesk::Crypto::CryptoPro;
-using namespace cptest;
 
 TEST(Compatibility, InterfaceNamesKeepTheirSpelling) {
     // Renaming any of these breaks the build of this test, as it would break a host.
@@ -27,17 +24,16 @@ TEST(Compatibility, InterfaceNamesKeepTheirSpelling) {
               (std::vector<CryptoProvider>{CryptoProvider::CryptoPro, CryptoProvider::Native}));
     const std::shared_ptr<IFileVerifycator> verifier =
         std::make_shared<DefaultSignVerifycator>(CryptoProviderFactory::getVerifycator(CryptoProvider::CryptoPro));
-    const auto missing = writeTemp("gone.sig", {}).parent_path() / "absent.sig";
-    EXPECT_EQ(std::vector<std::string>{"Error load file: " + missing.string() + " is empty or not exists"},
-              verifier->verify(missing)->errors);
+    EXPECT_EQ(std::vector<std::string>{"Error load file: /nonexistent.sig is empty or not exists"},
+              verifier->verify("/nonexistent.sig")->errors);
 }
 
 TEST(Compatibility, DetachedSignatureIsDecodedWithTheFlagValueOne) {
-    const Bytes data = toBytes("Счёт № 12");
-    Bytes signature;
+    const cptest::Bytes data = cptest::toBytes("Счёт № 12");
+    cptest::Bytes signature;
     InternalSignOptions internal;
-    ASSERT_TRUE(
-        CpSigner().signMessage(data, signature, signOptions(kUser256, SignAttachType::Detached), internal)->success);
+    const auto options = cptest::signOptions(cptest::kUser256, SignAttachType::Detached);
+    ASSERT_TRUE(CpSigner().signMessage(data, signature, options, internal)->success);
 
     // Watch the flags the type test opens its decoder with.
     auto& api = CryptoProLibApi::instance();
@@ -60,10 +56,7 @@ TEST(Compatibility, WideToAnsiGivesTheWholeBuffer) {
     std::string out;
     WideToAnsi(L"Подпись", out);
     const std::string utf8 = "Подпись";
-    ASSERT_EQ(500u, out.size());
-    EXPECT_EQ(utf8, out.substr(0, utf8.size()));
-    EXPECT_EQ(std::string(500 - utf8.size(), '\0'), out.substr(utf8.size())) << "the zero and the unused rest";
-
+    EXPECT_EQ(utf8 + std::string(500 - utf8.size(), '\0'), out) << "the text, its zero and the unused rest";
     WideToAnsi(std::wstring(800, L'a'), out);
     EXPECT_EQ(500u, out.size()) << "longer input is cut at the buffer's size";
 }

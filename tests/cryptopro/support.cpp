@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -37,11 +36,7 @@ std::string path(const std::string& text) { return vesk::test::shellQuote(text);
 
 Bytes toBytes(const std::string& text) { return Bytes(text.begin(), text.end()); }
 
-Bytes readFile(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in) throw std::runtime_error("cannot read " + file.string());
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+Bytes readFile(const fs::path& file) { return toBytes(vesk::test::readFile(file)); }
 
 fs::path writeTemp(const std::string& name, const Bytes& data) {
     const fs::path file = vesk::test::makeTempDir("cp") / name;
@@ -51,36 +46,20 @@ fs::path writeTemp(const std::string& name, const Bytes& data) {
     return file;
 }
 
-bool opensslVerifies(const Bytes& signature, const Bytes* detachedContent, Bytes* content) {
-    const fs::path signatureFile = writeTemp("signature.p7s", signature);
-    const fs::path out = signatureFile.parent_path() / "content.out";
-    std::string args = "cms -verify -binary -inform DER -in " + path(signatureFile) + " -CAfile " +
-                       path(pki("pem/trusted.pem")) + " -out " + path(out);
+bool opensslVerifies(const Bytes& signature, const Bytes* detachedContent) {
+    std::string args = "cms -verify -binary -inform DER -in " + path(writeTemp("signature.p7s", signature)) +
+                       " -CAfile " + path(vesk::test::pki("pem/trusted.pem")) + " -out /dev/null";
     if (detachedContent != nullptr) args += " -content " + path(writeTemp("content.bin", *detachedContent));
     std::string output;
-    const bool verified = openssl(args, &output) == 0;
+    const bool verified = vesk::test::openssl(args, &output) == 0;
     if (!verified) ADD_FAILURE() << "openssl cms -verify: " << output;
-    if (verified && content != nullptr) *content = readFile(out);
     return verified;
-}
-
-int carriedCertificates(const Bytes& signature) {
-    std::string output;
-    if (openssl("pkcs7 -inform DER -print_certs -in " + path(writeTemp("signature.p7s", signature)), &output) != 0)
-        return -1;
-    int count = 0;
-    for (size_t at = output.find("-----BEGIN CERTIFICATE-----"); at != std::string::npos;
-         at = output.find("-----BEGIN CERTIFICATE-----", at + 1)) {
-        ++count;
-    }
-    return count;
 }
 
 Vesk::Crypto::SignOptions signOptions(const std::string& searchString, Vesk::Crypto::SignAttachType attachType) {
     Vesk::Crypto::SignOptions options;
     options.search_string = searchString;
     options.attach_type = attachType;
-    options.cades_type = Vesk::Crypto::CadesType::CadesBes;
     options.provider = Vesk::Crypto::CryptoProvider::CryptoPro;
     return options;
 }
