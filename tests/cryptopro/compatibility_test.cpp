@@ -1,7 +1,6 @@
 // Behaviour of the CryptoPro back-end that hosts rely on, odd as it looks: the interface's
 // spellings, the literal detached flag given to the decoder, the whole 500-byte text buffer and a
 // store that never deletes. Search "compat:" in src/.
-#include "support.h"
 
 #include "crypto/CryptoProviderFactory.h"
 #include "cryptopro/CpCertificateStorage.h"
@@ -29,10 +28,14 @@ TEST(Compatibility, InterfaceNamesKeepTheirSpelling) {
 }
 
 TEST(Compatibility, DetachedSignatureIsDecodedWithTheFlagValueOne) {
-    const cptest::Bytes data = cptest::toBytes("Счёт № 12");
-    cptest::Bytes signature;
+    const std::string text = "Счёт № 12";
+    const std::vector<unsigned char> data(text.begin(), text.end());
+    std::vector<unsigned char> signature;
     InternalSignOptions internal;
-    const auto options = cptest::signOptions(cptest::kUser256, SignAttachType::Detached);
+    SignOptions options;
+    options.search_string = "0x0123456789ABCDEF01";  // the test PKI's 2012-256 user
+    options.attach_type = SignAttachType::Detached;
+    options.provider = CryptoProvider::CryptoPro;
     ASSERT_TRUE(CpSigner().signMessage(data, signature, options, internal)->success);
 
     // Watch the flags the type test opens its decoder with.
