@@ -32,7 +32,6 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string q(const fs::path& path) { return shellQuote(path.string()); }
-bool sameBytes(const fs::path& a, const fs::path& b) { return runCommand("cmp " + q(a) + " " + q(b)).exitCode == 0; }
 
 std::set<std::string> namesIn(const fs::path& folder) {
     std::set<std::string> names;
@@ -52,18 +51,11 @@ const json kSaved = {{"data", true}, {"error", nullptr}};
 
 class FileSafety : public ::testing::Test {
 protected:
-    void SetUp() override {
-        useCadesLibrary(CADES_EMULATOR_PATH);
-        dir = makeTempDir("safety");
-        scratch = makeTempDir("scratch");
-    }
+    void SetUp() override { useCadesLibrary(CADES_EMULATOR_PATH); }
 
-    json call(const std::string& method, const json& args) {
-        return client.requestJson({{"method", method}, {"args", args}});
-    }
-    json sign(const fs::path& file, const fs::path& output, const std::string& attachType,
-              json extra = json::object()) {
-        return client.requestJson(signRequest(file.string(), output.string(), attachType, kIvanov, extra));
+    json call(const char* method, const json& args) { return client.requestJson({{"method", method}, {"args", args}}); }
+    json sign(const fs::path& file, const fs::path& out, const std::string& type, json extra = json::object()) {
+        return client.requestJson(signRequest(file.string(), out.string(), type, kIvanov, extra));
     }
     json saveFile(const fs::path& file, const std::string& text) {
         return call("save_file", {{"file", b64(file.string())}, {"data", text}});
@@ -79,8 +71,8 @@ protected:
     }
 
     ModuleClient client;
-    fs::path dir;
-    fs::path scratch;  // the tests' own files, apart from the user's folder
+    fs::path dir = makeTempDir("safety");
+    fs::path scratch = makeTempDir("scratch");  // the tests' own files, apart from the user's folder
 };
 
 }  // namespace
@@ -96,11 +88,10 @@ TEST_F(FileSafety, AttachedOutputThatIsTheInputUnderAnotherSpelling) {
         SCOPED_TRACE(output);
         const std::string content = "Договор поставки, " + output.string();
         const fs::path file = text("a.txt", content);
-        const bool link = output.filename() == "alias.txt";
-        if (link) fs::create_symlink("a.txt", output);
+        if (output.filename() == "alias.txt") fs::create_symlink("a.txt", output);
         EXPECT_EQ(sign(file, output, "Attached"), answerWith(output));
         EXPECT_EQ(signedContent(file), content);  // also fails when the input is gone
-        EXPECT_TRUE(!link || fs::is_symlink(output));
+        EXPECT_TRUE(output.filename() != "alias.txt" || fs::is_symlink(output));
     }
 }
 
@@ -129,8 +120,7 @@ TEST_F(FileSafety, ReplacedFilesKeepHardLinksOwnerAndMode) {
     const ino_t inode = statOf(file).st_ino;
     EXPECT_EQ(saveFile(file, b64("new content")), kSaved);
     EXPECT_EQ(readFile(dir / "other-name.txt"), "new content");
-    EXPECT_EQ(statOf(file).st_ino, inode);
-    EXPECT_EQ(statOf(file).st_nlink, 2u);
+    EXPECT_EQ(std::pair(statOf(file).st_ino, statOf(file).st_nlink), std::pair(inode, nlink_t{2}));
 
     // An attached signature over a hard-linked output: both names hold the signature.
     const fs::path input = text("input.txt", "подписываемое");
@@ -145,8 +135,7 @@ TEST_F(FileSafety, ReplacedFilesKeepHardLinksOwnerAndMode) {
     EXPECT_EQ(saveFile(owned, b64("new")), kSaved);
     EXPECT_EQ(readFile(owned), "new");
     const struct stat now = statOf(owned);
-    EXPECT_EQ(now.st_mode & 07777, 0604u);
-    EXPECT_EQ(std::tie(now.st_uid, now.st_gid), std::tie(was.st_uid, was.st_gid));
+    EXPECT_EQ(std::tie(now.st_mode, now.st_uid, now.st_gid), std::tie(was.st_mode, was.st_uid, was.st_gid));
     EXPECT_EQ(namesIn(dir), (std::set<std::string>{"doc.txt", "other-name.txt", "owned.txt"}));
 }
 
@@ -181,11 +170,10 @@ TEST_F(FileSafety, StaleTemporariesOfKilledWritersAreCleaned) {
     const pid_t gone = ::fork();
     if (gone == 0) ::_exit(0);
     ::waitpid(gone, nullptr, 0);
-    const std::string stale = ".doc.txt.vesk-" + std::to_string(gone) + "-abcdefghij";
     const std::string running = ".doc.txt.vesk-" + std::to_string(::getppid()) + "-abcdefghij";
-    text(stale, "half");
-    text(running, "in progress");
-    text(".doc.txt.vesk-notapid", "not ours");
+    for (const std::string& name :
+         {".doc.txt.vesk-" + std::to_string(gone) + "-abcdefghij", running, std::string(".doc.txt.vesk-notapid")})
+        text(name, "half written");
     EXPECT_EQ(saveFile(dir / "doc.txt", b64("content")), kSaved);
     EXPECT_EQ(namesIn(dir), (std::set<std::string>{"doc.txt", running, ".doc.txt.vesk-notapid"}));
 }
@@ -210,7 +198,7 @@ TEST_F(FileSafety, UnpaddedBase64KeepsEveryByte) {
         writeBytes(scratch / "text.b64", text);
         ASSERT_EQ(runCommand(decode + q(scratch / "text.b64") + " " + q(scratch / "expected.bin")).exitCode, 0);
         EXPECT_EQ(saveFile(dir / "saved.bin", text), kSaved);
-        EXPECT_TRUE(sameBytes(dir / "saved.bin", scratch / "expected.bin"));
+        EXPECT_EQ(runCommand("cmp " + q(dir / "saved.bin") + " " + q(scratch / "expected.bin")).exitCode, 0);
         EXPECT_EQ(fs::file_size(dir / "saved.bin"), size);
     }
 
@@ -222,12 +210,12 @@ TEST_F(FileSafety, UnpaddedBase64KeepsEveryByte) {
     }
 
     // Inline data signed in full.
-    json request = signRequest("", "", "Attached", kIvanov);
-    const json answer = call("sign", {{"document", unpadded}, {"sign_info", request["args"]["sign_info"]}});
+    const json info = signRequest("", "", "Attached", kIvanov)["args"]["sign_info"];
+    const json answer = call("sign", {{"document", unpadded}, {"sign_info", info}});
     ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
     writeBytes(scratch / "inline.p7s", unb64(answer["data"]));
     ASSERT_TRUE(opensslVerifies(scratch / "inline.p7s", {}, scratch / "signed.bin"));
-    EXPECT_TRUE(sameBytes(scratch / "signed.bin", scratch / "expected.bin"));
+    EXPECT_EQ(runCommand("cmp " + q(scratch / "signed.bin") + " " + q(scratch / "expected.bin")).exitCode, 0);
 }
 
 // A stamped PDF signed detached: the stamp is an incremental update, so a signature already in
@@ -378,12 +366,10 @@ TEST_F(FileSafety, KillDuringALargeSigningLeavesNoTrace) {
         out.put(static_cast<char>((at >> 20) + (at & 0xFFFFF) / 4096)).write(zeros.data(), 4095);
     out.close();
     const std::string digest = runCommand("sha256sum < " + q(input)).output;
-    const std::string request =
-        signRequest(input.string(), (dir / "big-signed.sig").string(), "Attached", kIvanov).dump();
-    const std::string cli = VESK_CLI_PATH;
-    char* argv[] = {const_cast<char*>(cli.c_str()), const_cast<char*>(request.c_str()), nullptr};
+    std::string request = signRequest(input.string(), (dir / "big-signed.sig").string(), "Attached", kIvanov).dump();
+    char* argv[] = {const_cast<char*>(VESK_CLI_PATH), request.data(), nullptr};
     pid_t pid = 0;
-    ASSERT_EQ(::posix_spawn(&pid, cli.c_str(), nullptr, nullptr, argv, environ), 0);
+    ASSERT_EQ(::posix_spawn(&pid, VESK_CLI_PATH, nullptr, nullptr, argv, environ), 0);
 
     // Killed once it holds a file open in the folder that is not the input: the output being written.
     const fs::path fds = fs::path("/proc") / std::to_string(pid) / "fd";
