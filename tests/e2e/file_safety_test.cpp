@@ -86,11 +86,10 @@ TEST_F(FileSafety, AttachedOutputThatIsTheInputUnderAnotherSpelling) {
     for (const fs::path& output :
          {dir / "." / "a.txt", dir / ".." / dir.filename() / "a.txt", linkedFolder / "a.txt", dir / "alias.txt"}) {
         SCOPED_TRACE(output);
-        const std::string content = "Договор поставки, " + output.string();
-        const fs::path file = text("a.txt", content);
+        const fs::path file = text("a.txt", "Договор поставки, " + output.string());
         if (output.filename() == "alias.txt") fs::create_symlink("a.txt", output);
         EXPECT_EQ(sign(file, output, "Attached"), answerWith(output));
-        EXPECT_EQ(signedContent(file), content);  // also fails when the input is gone
+        EXPECT_EQ(signedContent(file), "Договор поставки, " + output.string());  // also fails when the input is gone
         EXPECT_TRUE(output.filename() != "alias.txt" || fs::is_symlink(output));
     }
 }
@@ -183,12 +182,10 @@ TEST_F(FileSafety, UnpaddedBase64KeepsEveryByte) {
     std::string small, large;
     for (int i = 0; i < 100; ++i) small += static_cast<char>(i * 37 + 11);
     for (int i = 0; i < 300000; ++i) large += static_cast<char>(i * 7 + i / 251);
-    std::string unpadded = b64(small);
-    unpadded.erase(unpadded.find('='));
+    const std::string unpadded = b64(small).substr(0, b64(small).find('='));
     ASSERT_EQ(unpadded.size() % 4, 2u);
     // A text of several of the decoder's blocks that ends inside one of them.
-    std::string largeText = b64(large);
-    largeText[150001] = '\n';
+    const std::string largeText = b64(large).replace(150001, 1, "\n");
     // python's decoder, given the alphabet characters up to the first other one (a lone last
     // character stands for no byte). The small text goes last: its bytes are signed below.
     const std::string decode =
@@ -319,8 +316,7 @@ TEST_F(FileSafety, EmptyOrMissingOutputWritesNothing) {
 
 // A FIFO, a device and a folder are no documents: each method answers at once as for a missing file.
 TEST_F(FileSafety, OnlyRegularFilesAreDocuments) {
-    ASSERT_EQ(::mkfifo((dir / "pipe.txt").c_str(), 0600), 0);
-    ASSERT_EQ(::mkfifo((dir / "pipe.pdf").c_str(), 0600), 0);
+    for (const char* name : {"pipe.txt", "pipe.pdf"}) ASSERT_EQ(::mkfifo((dir / name).c_str(), 0600), 0);
     fs::create_directory(dir / "folder.txt");
     // Should a reader block on a FIFO, a writer opening it every 5 s lets the test go on and fail.
     std::atomic<bool> done{false};
@@ -361,9 +357,8 @@ TEST_F(FileSafety, KillDuringALargeSigningLeavesNoTrace) {
     const fs::path input = dir / "big.bin";
     // 200 MiB of zeros but for the first byte of every 4 KiB page: its MiB plus its page in that MiB.
     std::ofstream out(input, std::ios::binary);
-    const std::string zeros(4095, '\0');
     for (size_t at = 0; at < (200u << 20); at += 4096)
-        out.put(static_cast<char>((at >> 20) + (at & 0xFFFFF) / 4096)).write(zeros.data(), 4095);
+        out.put(static_cast<char>((at >> 20) + (at & 0xFFFFF) / 4096)) << std::string(4095, '\0');
     out.close();
     const std::string digest = runCommand("sha256sum < " + q(input)).output;
     std::string request = signRequest(input.string(), (dir / "big-signed.sig").string(), "Attached", kIvanov).dump();
