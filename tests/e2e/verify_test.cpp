@@ -16,43 +16,44 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using Signers = std::vector<std::pair<std::string, bool>>;
+
+// Serial and verdict of every signer, in order; the answer must have the envelope's shape.
+Signers signers(const json& answer) {
+    EXPECT_TRUE(answer.contains("data") && answer.contains("error")) << answer.dump();
+    Signers list;
+    if (answer.value("data", json()).is_array())
+        for (const auto& s : answer["data"]) list.emplace_back(s.at("SerialNumber"), s.at("Verifyed"));
+    return list;
+}
+
+// The signers and the error of an answer, to compare at once.
+using Verdict = std::pair<Signers, json>;
+Verdict verdict(const json& answer) { return {signers(answer), answer.value("error", json())}; }
+
+json answerWith(const fs::path& path) { return {{"data", b64(path.string())}, {"error", nullptr}}; }
+json failed(const json& error) { return {{"data", nullptr}, {"error", error}}; }
+
 class Verify : public ::testing::Test {
 protected:
     void SetUp() override {
         useCadesLibrary(cadesLibraryUnderTest());
-        dir = makeTempDir("verify");
         // Extraction writes into the temporary folder; keep it inside the test's own.
         setenv("TMPDIR", (dir / "tmp").c_str(), 1);
         fs::create_directories(dir / "tmp");
     }
 
-    json verify(const fs::path& file) {
-        return client.requestJson({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
-    }
-    json extract(const fs::path& file, bool namedProvider = true) {
-        json args = {{"file", b64(file.string())}};
-        if (namedProvider) args["provider"] = "CryptoPRO";
-        return client.requestJson({{"method", "extract"}, {"args", args}});
-    }
+    json call(const char* method, const json& args) { return client.requestJson({{"method", method}, {"args", args}}); }
+    json verify(const fs::path& file) { return call("verify", {{"file", b64(file.string())}}); }
+    json extract(const fs::path& f) { return call("extract", {{"file", b64(f.string())}, {"provider", "CryptoPRO"}}); }
     fs::path text(const std::string& name, const std::string& content) {
         writeBytes(dir / name, content);
         return dir / name;
     }
 
     ModuleClient client;
-    fs::path dir;
+    fs::path dir = makeTempDir("verify");
 };
-
-// Serial and verdict of every signer, in order; the answer must have the envelope's shape.
-std::vector<std::pair<std::string, bool>> signers(const json& answer) {
-    EXPECT_TRUE(answer.contains("data") && answer.contains("error")) << answer.dump();
-    std::vector<std::pair<std::string, bool>> list;
-    if (answer.value("data", json()).is_array())
-        for (const auto& s : answer["data"]) list.emplace_back(s.at("SerialNumber"), s.at("Verifyed"));
-    return list;
-}
-
-using Signers = std::vector<std::pair<std::string, bool>>;
 
 }  // namespace
 
@@ -61,60 +62,48 @@ TEST_F(Verify, SignatureFilesUnderEveryExtension) {
         SCOPED_TRACE(ext);
         // Attached: the signature file alone, its original absent.
         const fs::path notes = text("notes" + ext + ".txt", "Протокол совещания\n");
-        const fs::path attached = fs::path(notes.string() + ext);
-        opensslSign(notes, attached, "user_gost256", false);
+        opensslSign(notes, notes.string() + ext, "user_gost256", false);
         fs::remove(notes);
-        EXPECT_EQ(signers(verify(attached)), (Signers{{kIvanov, true}}));
+        EXPECT_EQ(signers(verify(notes.string() + ext)), (Signers{{kIvanov, true}}));
 
         // Detached, by the 512-bit key: the signature file and its original give the same answer.
         const fs::path report = text("report" + ext + ".txt", "Отчёт за квартал\n");
-        const fs::path signature = fs::path(report.string() + ext);
+        const fs::path signature = report.string() + ext;
         opensslSign(report, signature, "user_gost512", true);
         EXPECT_EQ(signers(verify(signature)), (Signers{{kPetrova, true}}));
-        auto answer = verify(report);
-        EXPECT_EQ(signers(answer), (Signers{{kPetrova, true}}));
-        EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
+        EXPECT_EQ(verdict(verify(report)), (Verdict{{{kPetrova, true}}, nullptr}));
 
         // One changed byte of the original: the signer stays listed, not verified, with the reason.
         writeBytes(report, "Отчёт за квартаЛ\n");
-        answer = verify(signature);
-        EXPECT_EQ(signers(answer), (Signers{{kPetrova, false}}));
-        EXPECT_EQ(answer["error"], json::array({"Сообщение содержит неверную подпись."}));
+        EXPECT_EQ(verdict(verify(signature)), (Verdict{{{kPetrova, false}}, {"Сообщение содержит неверную подпись."}}));
     }
 }
 
+// Beside a.txt.sig, the a.txt.sgn is the one checked: first it signs a.txt, then something else.
 TEST_F(Verify, SgnWinsOverTheOtherExtensions) {
     const fs::path original = text("a.txt", "content");
     const fs::path other = text("other.txt", "other content");
-    opensslSign(original, dir / "a.txt.sgn", "user_gost256", true);
-    opensslSign(other, dir / "a.txt.sig", "user_gost512", true);  // signs something else
-    EXPECT_EQ(signers(verify(original)), (Signers{{kIvanov, true}}));
-
-    // The other way round the .sgn is the one that fails.
-    opensslSign(other, dir / "a.txt.sgn", "user_gost256", true);
-    opensslSign(original, dir / "a.txt.sig", "user_gost512", true);
-    EXPECT_EQ(signers(verify(original)), (Signers{{kIvanov, false}}));
+    for (const bool sgnSignsOriginal : {true, false}) {
+        opensslSign(sgnSignsOriginal ? original : other, dir / "a.txt.sgn", "user_gost256", true);
+        opensslSign(sgnSignsOriginal ? other : original, dir / "a.txt.sig", "user_gost512", true);
+        EXPECT_EQ(signers(verify(original)), (Signers{{kIvanov, sgnSignsOriginal}}));
+    }
 }
 
 TEST_F(Verify, PdfSignedTwiceByPdfsig) {
     makePdf(dir / "plain.pdf");
     pdfsigSign(dir / "plain.pdf", dir / "once.pdf", "Первая");
     pdfsigSign(dir / "once.pdf", dir / "twice.pdf", "Вторая");
-    auto answer = verify(dir / "twice.pdf");
-    EXPECT_EQ(signers(answer), (Signers{{"0x5001", true}, {"0x5001", true}}));
-    EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
+    EXPECT_EQ(verdict(verify(dir / "twice.pdf")), (Verdict{{{"0x5001", true}, {"0x5001", true}}, nullptr}));
 
     // A changed byte inside the first revision breaks both signatures, which both cover it.
     std::string bytes = readFile(dir / "twice.pdf");
-    const auto at = bytes.find("/Producer");
-    ASSERT_NE(at, std::string::npos);
-    bytes[at + 1] = 'p';
+    bytes.replace(bytes.find("/Producer"), 2, "/p");  // throws, failing the test, if there is none
     writeBytes(dir / "broken.pdf", bytes);
     EXPECT_EQ(signers(verify(dir / "broken.pdf")), (Signers{{"0x5001", false}, {"0x5001", false}}));
 
-    EXPECT_EQ(
-        client.request(json{{"method", "verify"}, {"args", {{"file", b64((dir / "plain.pdf").string())}}}}.dump()),
-        R"({"data":null,"error":["tr{This PDF file does not contain a signature.}"]})");
+    EXPECT_EQ(client.request(R"({"method":"verify","args":{"file":")" + b64((dir / "plain.pdf").string()) + R"("}})"),
+              R"({"data":null,"error":["tr{This PDF file does not contain a signature.}"]})");
 }
 
 TEST_F(Verify, FilesWithoutAUsableSignature) {
@@ -122,55 +111,44 @@ TEST_F(Verify, FilesWithoutAUsableSignature) {
     makePdf(dir / "contract.pdf");
     opensslSign(dir / "contract.pdf", dir / "wrapped.pdf", "user_gost256", false);
     EXPECT_EQ(signers(verify(dir / "wrapped.pdf")), (Signers{{kIvanov, true}}));
-    auto answer = extract(dir / "wrapped.pdf");
-    ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
-    EXPECT_EQ(unb64(answer["data"]), (dir / "tmp" / "wrapped").string());
+    EXPECT_EQ(extract(dir / "wrapped.pdf"), answerWith(dir / "tmp" / "wrapped"));
     EXPECT_EQ(readFile(dir / "tmp" / "wrapped"), readFile(dir / "contract.pdf"));
 
-    // A plain text is taken for an attached signature, which the library cannot decode.
-    answer = verify(text("plain.txt", "no signature here"));
-    EXPECT_TRUE(answer["data"].is_null());
-    ASSERT_EQ(answer["error"].size(), 1u) << answer.dump();
-
+    // A plain text is taken for an attached signature, which the library cannot decode; nor is an
+    // empty file a signature.
+    for (const fs::path& file : {text("plain.txt", "no signature here"), text("empty.sig", "")}) {
+        const json answer = verify(file);
+        EXPECT_TRUE(answer["data"].is_null()) << file;
+        EXPECT_EQ(answer["error"].size(), 1u) << answer.dump();
+    }
     const fs::path missing = dir / "missing.txt";
-    EXPECT_EQ(verify(missing), json::parse(R"({"data":null,"error":["Error load file: )" + missing.string() +
-                                           R"( is empty or not exists"]})"));
-    answer = verify(text("empty.sig", ""));
-    EXPECT_TRUE(answer["data"].is_null());
-    EXPECT_EQ(answer["error"].size(), 1u) << answer.dump();
+    EXPECT_EQ(verify(missing), failed({"Error load file: " + missing.string() + " is empty or not exists"}));
     EXPECT_EQ(client.request(R"({"method":"verify","args":{}})"), R"({"data":null,"error":["tr{Nothing for do.}"]})");
 }
 
 TEST_F(Verify, ExtractWritesTheContentToTheTemporaryFolder) {
     const std::string content = "%PDF-1.4 отчёт\n";
-    const fs::path original = text("report.pdf", content);
-    opensslSign(original, dir / "report.pdf.sig", "user_gost256", false);
-    fs::remove(original);
-
-    auto answer = extract(dir / "report.pdf.sig");
-    ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
-    EXPECT_EQ(unb64(answer["data"]), (dir / "tmp" / "report.pdf").string());
+    opensslSign(text("report.pdf", content), dir / "report.pdf.sig", "user_gost256", false);
+    fs::remove(dir / "report.pdf");
+    EXPECT_EQ(extract(dir / "report.pdf.sig"), answerWith(dir / "tmp" / "report.pdf"));
     EXPECT_EQ(readFile(dir / "tmp" / "report.pdf"), content);
 
-    EXPECT_EQ(extract(text("notes.txt", "x")),
-              json::parse(R"({"data":null,"error":"tr{Расширение файла не соответствует подписи!}"})"));
+    EXPECT_EQ(extract(text("notes.txt", "x")), failed("tr{Расширение файла не соответствует подписи!}"));
     // Without a named provider there is no extractor.
-    EXPECT_EQ(extract(dir / "report.pdf.sig", false),
-              json::parse(R"({"data":null,"error":"tr{Объект извлечения данных пуст!}"})"));
-    EXPECT_EQ(extract(dir / "absent.sig"), json::parse(R"({"data":null,"error":"tr{Не удалось прочитать файл}"})"));
+    EXPECT_EQ(call("extract", {{"file", b64((dir / "report.pdf.sig").string())}}),
+              failed("tr{Объект извлечения данных пуст!}"));
+    EXPECT_EQ(extract(dir / "absent.sig"), failed("tr{Не удалось прочитать файл}"));
     opensslSign(text("d.txt", "detached"), dir / "d.txt.p7s", "user_gost256", true);
-    EXPECT_EQ(extract(dir / "d.txt.p7s"), json::parse(R"({"data":null,"error":"tr{Извлеченные данные пусты!}"})"));
+    EXPECT_EQ(extract(dir / "d.txt.p7s"), failed("tr{Извлеченные данные пусты!}"));
 }
 
 TEST_F(Verify, InlineDataAndSignature) {
     const std::string content = "Платёжное поручение № 7";
-    const fs::path original = text("p.txt", content);
-    opensslSign(original, dir / "attached.p7s", "user_gost256", false);
-    opensslSign(original, dir / "detached.p7s", "user_gost256", true);
+    opensslSign(text("p.txt", content), dir / "attached.p7s", "user_gost256", false);
+    opensslSign(dir / "p.txt", dir / "detached.p7s", "user_gost256", true);
     auto inlineVerify = [&](const std::string& document, const fs::path& signature, bool attached) {
-        return client.requestJson(
-            {{"method", "verify"},
-             {"args", {{"document", b64(document)}, {"signature", b64(readFile(signature))}, {"attached", attached}}}});
+        return call("verify",
+                    {{"document", b64(document)}, {"signature", b64(readFile(signature))}, {"attached", attached}});
     };
 
     auto answer = inlineVerify("", dir / "attached.p7s", true);
@@ -193,12 +171,12 @@ TEST_F(Verify, TruncatedInputsGetAnAnswer) {
     opensslSign(dir / "plain.pdf", dir / "plain.pdf.p7s", "user_gost256", false);
     for (const fs::path& source : {dir / "signed.pdf", dir / "plain.pdf.p7s"}) {
         const std::string bytes = readFile(source);
+        const fs::path piece = dir / ("cut" + source.extension().string());
         for (size_t cut = 0; cut < bytes.size(); cut += bytes.size() / 37 + 1) {
-            const fs::path piece = dir / ("cut" + source.extension().string());
+            SCOPED_TRACE(cut);
             writeBytes(piece, bytes.substr(0, cut));
-            const json answer = verify(piece);
-            ASSERT_TRUE(answer.contains("data") && answer.contains("error")) << cut;
-            EXPECT_FALSE(answer["error"].is_null() && signers(answer).empty()) << cut << answer.dump();
+            const auto [list, error] = verdict(verify(piece));  // an envelope
+            EXPECT_FALSE(error.is_null() && list.empty());
             extract(piece);
         }
     }
