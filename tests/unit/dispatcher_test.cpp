@@ -47,14 +47,13 @@ TEST(Dispatcher, LogHoldsWholeRequestAndAnswerOnceTheAnswerIsGiven) {
     const std::string answer = run(unknown);
 
     const auto log = vesk::test::readFile(getLogFilePath());
+    const std::regex layout(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} INFO  \[\d+\] \[.*executeJsonRequest.*@\d+\] )");
     for (const auto& line : {"[F] executeJsonRequest: " + request + "\n", "[F] executeJsonRequest: " + unknown + "\n",
                              "Exit with result: " + answer + "\n"}) {
         const size_t at = log.rfind(line);
         ASSERT_NE(at, std::string::npos) << line.substr(0, 60);
         const size_t start = log.rfind('\n', at) + 1;
-        EXPECT_TRUE(std::regex_match(
-            log.substr(start, at - start),
-            std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} INFO  \[\d+\] \[.*executeJsonRequest.*@\d+\] )")))
-            << log.substr(start, at - start);
+        const std::string head = log.substr(start, at - start);
+        EXPECT_TRUE(std::regex_match(head, layout)) << head;
     }
 }

@@ -12,8 +12,7 @@ using vesk::test::readFile;
 TEST(Settings, DefaultsAreWrittenAndPartialFilesAreNotRewritten) {
     const auto folder = vesk::test::makeTempDir("settings");
     const auto missing = folder / "sub" / "settings.json";
-    VeskCryptoSettings fresh(missing);
-    EXPECT_EQ(fresh.logLevel(), LogLevel::Info);
+    EXPECT_EQ(VeskCryptoSettings(missing).logLevel(), LogLevel::Info);
     EXPECT_EQ(readFile(missing), R"({"cades":"","cryptoPro":"","logLevel":"info"})");
 
     const auto partial = folder / "partial.json";
