@@ -7,24 +7,27 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
+#include <utility>
 
 using namespace vesk::test;
 namespace fs = std::filesystem;
 
 namespace {
 
+using Outcome = std::pair<int, std::string>;  // exit status, standard output
+
 // Runs the command-line host with its own HOME, so each run starts a fresh module.
-CommandResult cli(const fs::path& home, const std::string& arguments, const std::string& input = "") {
+Outcome cli(const fs::path& home, const std::string& arguments, const std::string& input = "") {
     std::string command = "HOME=" + shellQuote(home.string()) + " " + shellQuote(VESK_CLI_PATH) + " " + arguments;
     if (!input.empty()) command = "printf '%s' " + shellQuote(input) + " | " + command;
-    return runCommand(command + " 2>/dev/null");
+    const auto result = runCommand(command + " 2>/dev/null");
+    return {result.exitCode, result.output};
 }
 
-fs::path homeWithLevel(const std::string& level) {
+fs::path homeWithSettings(const std::string& settings) {
     const auto home = makeTempDir("home");
     fs::create_directories(home / ".Vesk" / "editor");
-    std::ofstream(home / ".Vesk" / "editor" / "settings.json") << R"({"logLevel":")" << level << R"("})";
+    std::ofstream(home / ".Vesk" / "editor" / "settings.json") << settings;
     return home;
 }
 
@@ -35,74 +38,61 @@ const std::string kVersionAnswer = R"({"data":")" VESK_VERSION_TEXT R"(","error"
 
 TEST(Cli, RequestBatchStdinAndExitStatus) {
     const auto home = makeTempDir("home");
-    auto result = cli(home, shellQuote(kVersion));
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.output, kVersionAnswer + "\n");
-
-    result = cli(home, shellQuote(R"({"method":"nope","args":{}})"));
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.output, "{\"data\":null,\"error\":[\"tr{Unknown input JSON method:} nope\"]}\n");
+    EXPECT_EQ(cli(home, shellQuote(kVersion)), Outcome(0, kVersionAnswer + "\n"));
+    EXPECT_EQ(cli(home, shellQuote(R"({"method":"nope","args":{}})")),
+              Outcome(1, "{\"data\":null,\"error\":[\"tr{Unknown input JSON method:} nope\"]}\n"));
 
     const auto commands = home / "commands.txt";
     std::ofstream(commands) << "// version twice\n" << kVersion << "\n\n" << kVersion << "\n";
-    result = cli(home, "--batch " + shellQuote(commands.string()));
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.output, kVersionAnswer + "\n\n" + kVersionAnswer + "\n\n");
+    EXPECT_EQ(cli(home, "--batch " + shellQuote(commands.string())),
+              Outcome(0, kVersionAnswer + "\n\n" + kVersionAnswer + "\n\n"));
 
-    result = cli(home, "", kVersion + "\n{}\n");
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.output.substr(0, kVersionAnswer.size()), kVersionAnswer);
+    const std::string missing = R"({"data":null,"error":["tr{Request not contains param 'method' or 'args'}"]})";
+    EXPECT_EQ(cli(home, "", kVersion + "\n{}\n"), Outcome(1, kVersionAnswer + "\n\n" + missing + "\n\n"));
 
-    result = cli(home, "--library " + shellQuote(VESK_MODULE_PATH) + " " + shellQuote(kVersion));
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(cli(home, "--library /nonexistent/libVeskCrypto.so " + shellQuote(kVersion)).exitCode, 2);
+    EXPECT_EQ(cli(home, "--library " + shellQuote(VESK_MODULE_PATH) + " " + shellQuote(kVersion)).first, 0);
+    EXPECT_EQ(cli(home, "--library /nonexistent/libVeskCrypto.so " + shellQuote(kVersion)).first, 2);
 
-    result = cli(home, "--help");
-    EXPECT_EQ(result.exitCode, 0);
-    for (const char* word : {"--batch", "--library", "standard input", "Exit status"}) {
-        EXPECT_NE(result.output.find(word), std::string::npos) << word;
-    }
+    const auto help = cli(home, "--help");
+    EXPECT_EQ(help.first, 0);
+    for (const char* word : {"--batch", "--library", "standard input", "Exit status"})
+        EXPECT_NE(help.second.find(word), std::string::npos) << word;
 }
 
 TEST(Cli, LogLevelDecidesWhatIsWrittenButNotTheAnswers) {
-    const auto quiet = homeWithLevel("none");
-    const auto chatty = homeWithLevel("info");
-    const auto verbose = homeWithLevel("verbose");
+    const auto quiet = homeWithSettings(R"({"logLevel":"none"})");
+    const auto chatty = homeWithSettings(R"({"logLevel":"info"})");
+    const auto verbose = homeWithSettings(R"({"logLevel":"verbose"})");
     const std::string log = ".Vesk/editor/VeskCryptoModule.log";
     const std::string request = R"({"method":"log","args":{"note":"проверка"}})";
     for (const auto& home : {quiet, chatty, verbose}) {
-        EXPECT_EQ(cli(home, shellQuote(request)).output, "{\"data\":null,\"error\":null}\n");
-        EXPECT_EQ(cli(home, shellQuote(kVersion)).output, kVersionAnswer + "\n");
+        EXPECT_EQ(cli(home, shellQuote(request)).second, "{\"data\":null,\"error\":null}\n");
+        EXPECT_EQ(cli(home, shellQuote(kVersion)).second, kVersionAnswer + "\n");
     }
     EXPECT_EQ(readFile(quiet / log), "");
     EXPECT_EQ(readFile(quiet / ".Vesk/editor/settings.json"), R"({"logLevel":"none"})");
 
     const auto infoLog = readFile(chatty / log);
-    EXPECT_NE(infoLog.find("[F] executeJsonRequest: " + kVersion), std::string::npos);
-    EXPECT_NE(infoLog.find("Exit with result: " + kVersionAnswer), std::string::npos);
-    EXPECT_NE(infoLog.find("\"note\": \"проверка\""), std::string::npos);  // the args, indented
+    const std::string logged = "[F] executeJsonRequest: " + request;
+    for (const std::string& line :
+         {logged, "[F] executeJsonRequest: " + kVersion, "Exit with result: " + kVersionAnswer,
+          std::string("\"note\": \"проверка\"")})  // the args, indented
+        EXPECT_NE(infoLog.find(line), std::string::npos) << line;
+    EXPECT_EQ(infoLog.find(logged), infoLog.rfind(logged));  // appended across runs, never rolled
     EXPECT_EQ(infoLog.find("[F] parseVersion"), std::string::npos);
-    // Appended across runs, never rolled.
-    const auto firstRun = infoLog.find("[F] executeJsonRequest: " + request);
-    ASSERT_NE(firstRun, std::string::npos);
-    EXPECT_EQ(firstRun, infoLog.rfind("[F] executeJsonRequest: " + request));
     EXPECT_NE(readFile(verbose / log).find("[F] parseVersion"), std::string::npos);
 
     // A first run makes the folder and the default settings, and logs the creation.
     const auto fresh = makeTempDir("fresh");
-    EXPECT_EQ(cli(fresh, shellQuote(kVersion)).exitCode, 0);
+    EXPECT_EQ(cli(fresh, shellQuote(kVersion)).first, 0);
     EXPECT_EQ(readFile(fresh / ".Vesk/editor/settings.json"), R"({"cades":"","cryptoPro":"","logLevel":"info"})");
     EXPECT_NE(readFile(fresh / log).find("Error create Vesk home path: Success"), std::string::npos);
 }
 
 TEST(Cli, SettingsThatAreNotJsonAreAnsweredAsAJsonException) {
-    const auto home = makeTempDir("home");
-    fs::create_directories(home / ".Vesk" / "editor");
-    std::ofstream(home / ".Vesk" / "editor" / "settings.json") << R"({"logLevel":)";
-    const auto result = cli(home, shellQuote(kVersion));
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.output.rfind(
-                  R"({"data":null,"error":["tr{JSON Exception:} [json.exception.parse_error.101] parse error)", 0),
-              0u)
-        << result.output;
+    EXPECT_EQ(
+        cli(homeWithSettings(R"({"logLevel":)"), shellQuote(kVersion)),
+        Outcome(1, R"({"data":null,"error":["tr{JSON Exception:} [json.exception.parse_error.101] parse error at )"
+                   R"(line 1, column 13: syntax error while parsing value - unexpected end of input; expected )"
+                   "'[', '{', or a literal\"]}\n"));
 }

@@ -33,22 +33,18 @@ std::string referenceDecode(const std::string& text) {
 }  // namespace
 
 TEST(Base64, KnownTextsAndLenientDecoding) {
-    EXPECT_EQ(base64::encode(std::string()), "");
-    EXPECT_EQ(base64::encode(std::string("a")), "YQ==");
-    EXPECT_EQ(base64::encode(std::string("ab")), "YWI=");
-    EXPECT_EQ(base64::encode(std::string("abc")), "YWJj");
-    EXPECT_EQ(base64::decode("YWI="), "ab");
-    EXPECT_EQ(base64::decode(""), "");
+    using Pairs = std::vector<std::pair<std::string, std::string>>;
+    for (const auto& [bytes, text] : Pairs{{"", ""}, {"a", "YQ=="}, {"ab", "YWI="}, {"abc", "YWJj"}})
+        EXPECT_EQ(base64::encode(bytes), text);
     // Text outside the alphabet is no error; it just yields what came before it.
-    EXPECT_EQ(base64::decode("@@@not base64!!"), "");
-    EXPECT_EQ(base64::decode(std::string("YWJj\0I=", 7)), "abc");
-    EXPECT_EQ(base64::decode("YWI"), "ab");
-    EXPECT_EQ(base64::decode("YWJj*"), "abc");
+    const Pairs decoded = {{"YWI=", "ab"},           {"", ""},      {"@@@not base64!!", ""},
+                           {{"YWJj\0I=", 7}, "abc"}, {"YWI", "ab"}, {"YWJj*", "abc"}};
+    for (const auto& [text, bytes] : decoded) EXPECT_EQ(base64::decode(text), bytes) << text;
     EXPECT_EQ(getPathFromBase64(base64::encode("/tmp/Отчёт за май.pdf")).string(), "/tmp/Отчёт за май.pdf");
 }
 
 TEST(Base64, RoundTripAcrossBlockBoundariesAndStreamingMatchesOneShot) {
-    for (size_t size : {size_t{1}, size_t{2}, size_t{3}, size_t{49151}, size_t{49152}, size_t{49153}, size_t{200001}}) {
+    for (const size_t size : std::vector<size_t>{1, 2, 3, 49151, 49152, 49153, 200001}) {
         const auto bytes = randomBytes(size, static_cast<unsigned>(size));
         const auto text = base64::encode(bytes);
         ASSERT_EQ(text.size(), (size + 2) / 3 * 4) << size;
@@ -57,9 +53,8 @@ TEST(Base64, RoundTripAcrossBlockBoundariesAndStreamingMatchesOneShot) {
 
         std::string streamed;
         base64::StreamEncoder encoder(streamed);
-        for (size_t offset = 0, step = 1; offset < size; offset += step, step = step % 7 + 1) {
+        for (size_t offset = 0, step = 1; offset < size; offset += step, step = step % 7 + 1)
             encoder.update(bytes.data() + offset, std::min(step, size - offset));
-        }
         encoder.finish();
         ASSERT_EQ(streamed, text) << size;
     }
@@ -70,8 +65,8 @@ TEST(Base64, RoundTripAcrossBlockBoundariesAndStreamingMatchesOneShot) {
 TEST(Base64, TextEndingAnywhereAroundBlockEdgesDecodesUpToItsEnd) {
     const std::string text = base64::encode(randomBytes(3 * 49152 + 30, 7));
     std::mt19937 generator(11);
-    for (const size_t edge : {size_t{0}, size_t{65536}, size_t{131072}}) {
-        for (size_t at = edge > 6 ? edge - 6 : 0; at < edge + 6; ++at) {
+    for (const size_t edge : {size_t{0}, size_t{65536}, size_t{131072}})
+        for (size_t at = edge > 6 ? edge - 6 : 0; at < edge + 6; ++at)
             for (const char stop : {'=', '\n', ' ', '*', '-', '\0', '\xC3', static_cast<char>(generator() | 0x80)}) {
                 std::string cut = text;
                 cut[at] = stop;
@@ -81,13 +76,10 @@ TEST(Base64, TextEndingAnywhereAroundBlockEdgesDecodesUpToItsEnd) {
                 ASSERT_EQ(base64::decodedSize(cut.data(), cut.size()), expected.size());
                 std::string streamed;
                 ASSERT_TRUE(base64::decode(cut.data(), cut.size(), [&streamed](const char* bytes, size_t size) {
-                    streamed.append(bytes, size);
-                    return size <= 49152;
+                    return streamed.append(bytes, size), size <= 49152;
                 }));
                 ASSERT_EQ(streamed, expected);
             }
-        }
-    }
     EXPECT_EQ(base64::decode(text.substr(0, 65537)), referenceDecode(text.substr(0, 65537)));
     EXPECT_FALSE(base64::decode(text.data(), text.size(), [](const char*, size_t) { return false; }));
 }

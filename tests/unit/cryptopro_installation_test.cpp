@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 using namespace Vesk::Crypto;
 namespace fs = std::filesystem;
 
@@ -21,8 +19,8 @@ TEST(CryptoProInstallation, SearchRootsStoredPathAndStalePath) {
 
     EXPECT_TRUE(fstools::findCryptoProTool({root / "cprocsp"}, {"cptools", "certmgr"}));
     EXPECT_EQ(settings.cryptoPro(), (root / "cprocsp" / "bin" / "amd64" / "certmgr").string());
-    std::ifstream saved(settings.settingsFile());
-    EXPECT_EQ(nlohmann::json::parse(saved).at("cryptoPro"), settings.cryptoPro());
+    EXPECT_EQ(nlohmann::json::parse(vesk::test::readFile(settings.settingsFile())).at("cryptoPro"),
+              settings.cryptoPro());
 
     // A stored path that still exists answers at once, without searching.
     const auto empty = vesk::test::makeTempDir("empty");

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace Vesk::Crypto;
 using nlohmann::json;
 
@@ -11,27 +13,22 @@ TEST(Records, CertificateSignerAndResultForms) {
     auto certificate = std::make_shared<Certificate>(
         Certificate{"CN=Иванов Иван, O=ООО Ромашка, C=RU", "CN=Тестовый УЦ, C=RU", "01/02/2025 10:00:00 UTC",
                     "01/02/2027 10:00:00 UTC", "0x0A0201", kNoSigningTime});
-    const json plain = *certificate;
-    EXPECT_EQ(plain.at("Subject"), base64::encode(certificate->subject));
-    EXPECT_EQ(plain.at("Issuer"), base64::encode(certificate->issuer));
-    EXPECT_EQ(plain.at("SigningTime"), "");
-    EXPECT_EQ(plain.size(), 6u);
+    json expected = json::parse(R"({"NotBefore":"01/02/2025 10:00:00 UTC","NotAfter":"01/02/2027 10:00:00 UTC",)"
+                                R"("SerialNumber":"0x0A0201","SigningTime":""})");
+    expected.update(
+        {{"Subject", base64::encode(certificate->subject)}, {"Issuer", base64::encode(certificate->issuer)}});
+    EXPECT_EQ(json(*certificate), expected);
 
     certificate->signingTime = "03/04/2026 05:06:07 UTC";
-    auto signer = std::make_shared<SignInfo>(SignInfo{certificate, true});
-    ResultWithSigners withSigners;
-    withSigners.signers = std::make_shared<std::vector<SignInfoPtr>>(std::vector<SignInfoPtr>{signer});
-    const json answer = withSigners;
-    EXPECT_EQ(answer.at("error"), nullptr);
-    EXPECT_EQ(answer.at("data").at(0).at("Verifyed"), true);
-    EXPECT_EQ(answer.at("data").at(0).at("SigningTime"), "03/04/2026 05:06:07 UTC");
-    EXPECT_FALSE(answer.contains("chain"));
+    expected.update({{"SigningTime", "03/04/2026 05:06:07 UTC"}, {"Verifyed", true}});
+    const auto signers =
+        std::make_shared<std::vector<SignInfoPtr>>(1, std::make_shared<SignInfo>(SignInfo{certificate, true}));
+    EXPECT_EQ(json(ResultWithSigners{signers, nullptr, {}}),
+              (json{{"data", json::array({expected})}, {"error", nullptr}}));
 
-    ResultWithSigners empty;
-    EXPECT_EQ(json(empty).dump(), R"({"data":null,"error":[]})");
-    empty.chain = std::make_shared<std::vector<CertificatePtr>>();
-    empty.errors = {"A"};
-    EXPECT_EQ(json(empty).dump(), R"({"chain":[],"data":null,"error":["A"]})");
+    EXPECT_EQ(json(ResultWithSigners{}).dump(), R"({"data":null,"error":[]})");
+    EXPECT_EQ(json(ResultWithSigners{nullptr, std::make_shared<std::vector<CertificatePtr>>(), {"A"}}).dump(),
+              R"({"chain":[],"data":null,"error":["A"]})");
 
     EXPECT_EQ(json(RequestApiResult{false, {"A", "B"}}).dump(), R"({"data":false,"error":["A","B"]})");
     EXPECT_EQ(json(RequestApiResult{true, {"ignored"}}).dump(), R"({"data":true,"error":null})");
@@ -41,32 +38,21 @@ TEST(Records, CertificateSignerAndResultForms) {
 }
 
 TEST(Records, SignOptionsDefaultsSpellingsAndTypeErrors) {
-    SignOptions defaults = json::object().get<SignOptions>();
-    EXPECT_EQ(defaults.reason, "Причина не указана");
-    EXPECT_EQ(defaults.lang, "ru");
-    EXPECT_EQ(defaults.provider, CryptoProvider::None);
-    EXPECT_EQ(defaults.cades_type, CadesType::CadesBes);
-    EXPECT_TRUE(defaults.save_with_errors);
-    EXPECT_TRUE(defaults.watermark.split_long_strings);
+    const auto defaults = json::object().get<SignOptions>();
+    EXPECT_EQ(std::tie(defaults.reason, defaults.lang, defaults.provider, defaults.cades_type,
+                       defaults.save_with_errors, defaults.watermark.split_long_strings),
+              std::make_tuple("Причина не указана", "ru", CryptoProvider::None, CadesType::CadesBes, true, true));
 
-    const json args = {
-        {"file", base64::encode("/tmp/Договор.pdf")},
-        {"output_file", "not base64 at all"},
-        {"sign_info",
-         {{"search_string", base64::encode("Иванов")},
-          {"provider", "CryptoPro"},
-          {"attach_type", "PAdES"},
-          {"cades_type", "CadesXLongType1"},
-          {"cosign", true},
-          {"watermark", {{"page", 2}, {"strings", {{{"text", "Подписано"}}, {{"alignment", "Justify"}}}}}}}}};
+    json args = json::parse(R"({"output_file":"not base64 at all","sign_info":{"provider":"CryptoPro",)"
+                            R"("attach_type":"PAdES","cades_type":"CadesXLongType1","cosign":true,"watermark":)"
+                            R"({"page":2,"strings":[{"text":"Подписано"},{"alignment":"Justify"}]}}})");
+    args["file"] = base64::encode("/tmp/Договор.pdf");
+    args["sign_info"]["search_string"] = base64::encode("Иванов");
     const auto options = args.get<SignOptions>();
-    EXPECT_EQ(options.file.string(), "/tmp/Договор.pdf");
-    EXPECT_EQ(options.search_string, "Иванов");
-    EXPECT_EQ(options.provider, CryptoProvider::CryptoPro);
-    EXPECT_EQ(options.attach_type, SignAttachType::PAdES);
-    EXPECT_EQ(options.cades_type, CadesType::CadesXLongType1);
-    EXPECT_TRUE(options.cosign);
-    EXPECT_EQ(options.watermark.page, 2);
+    EXPECT_EQ(std::make_tuple(options.file.string(), options.search_string, options.provider, options.attach_type,
+                              options.cades_type, options.cosign, options.watermark.page),
+              std::make_tuple("/tmp/Договор.pdf", "Иванов", CryptoProvider::CryptoPro, SignAttachType::PAdES,
+                              CadesType::CadesXLongType1, true, 2));
     ASSERT_EQ(options.watermark.strings.size(), 2u);
     EXPECT_EQ(options.watermark.strings[0].font, "Courier New");
     EXPECT_EQ(options.watermark.strings[0].font_color, "#6480e8");

@@ -5,27 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
 using namespace Vesk::Crypto;
-namespace fs = std::filesystem;
 using vesk::test::readFile;
-
-namespace {
-
-void writeText(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
-
-}  // namespace
 
 TEST(Settings, DefaultsAreWrittenAndPartialFilesAreNotRewritten) {
     const auto folder = vesk::test::makeTempDir("settings");
     const auto missing = folder / "sub" / "settings.json";
-    VeskCryptoSettings fresh(missing);
-    EXPECT_EQ(fresh.logLevel(), LogLevel::Info);
+    EXPECT_EQ(VeskCryptoSettings(missing).logLevel(), LogLevel::Info);
     EXPECT_EQ(readFile(missing), R"({"cades":"","cryptoPro":"","logLevel":"info"})");
 
     const auto partial = folder / "partial.json";
-    writeText(partial, R"({"logLevel":"debug"})");
+    std::ofstream(partial) << R"({"logLevel":"debug"})";
     VeskCryptoSettings debug(partial);
     EXPECT_EQ(debug.logLevel(), LogLevel::Debug);
     EXPECT_EQ(debug.cades(), "");
@@ -33,11 +24,12 @@ TEST(Settings, DefaultsAreWrittenAndPartialFilesAreNotRewritten) {
 
     // Level names are exact: anything else silences the log.
     for (const char* text : {R"({"logLevel":"Debug"})", R"({"logLevel":4})", R"({"logLevel":"trace"})"}) {
-        writeText(partial, text);
+        std::ofstream(partial) << text;
         EXPECT_EQ(VeskCryptoSettings(partial).logLevel(), LogLevel::None) << text;
     }
 
-    writeText(partial, R"({"logLevel":"verbose","cades":"/opt/x/libcades.so","cryptoPro":"/opt/cprocsp/bin/certmgr"})");
+    std::ofstream(partial)
+        << R"({"logLevel":"verbose","cades":"/opt/x/libcades.so","cryptoPro":"/opt/cprocsp/bin/certmgr"})";
     VeskCryptoSettings full(partial);
     EXPECT_EQ(full.logLevel(), LogLevel::Verbose);
     EXPECT_EQ(full.cades(), "/opt/x/libcades.so");
@@ -45,6 +37,6 @@ TEST(Settings, DefaultsAreWrittenAndPartialFilesAreNotRewritten) {
     full.save();
     EXPECT_EQ(readFile(partial), R"({"cades":"/opt/x/libcades.so","cryptoPro":"","logLevel":"verbose"})");
 
-    writeText(partial, "{not json");
+    std::ofstream(partial) << "{not json";
     EXPECT_THROW(VeskCryptoSettings{partial}, nlohmann::json::parse_error);
 }

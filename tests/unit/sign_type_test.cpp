@@ -13,10 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-fs::path touch(const fs::path& path, const std::string& content = "x") {
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
-}
+fs::path touch(const fs::path& path, const std::string& text = "x") { return std::ofstream(path) << text, path; }
 
 }  // namespace
 
