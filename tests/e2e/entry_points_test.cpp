@@ -35,69 +35,57 @@ TEST(EntryPoints, OnlyTheFourNamesAreExportedFromTheBoostdllSection) {
     EXPECT_EQ(std::set<std::string>(aliases.begin(), aliases.end()), names);
 }
 
+// Each name through boost::dll and through plain dlopen/dlsym, where each symbol is a
+// pointer-sized variable holding the function's address.
 TEST(EntryPoints, EveryNameAnswersThroughBoostDllAndDlsym) {
-    for (const char* name : {"createVeskCrypto", "createRequestBuffer"}) {
-        auto create = boost::dll::import_alias<PluginFactory>(VESK_MODULE_PATH, name);
+    void* handle = ::dlopen(VESK_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(handle, nullptr) << ::dlerror();
+    const auto created = [](auto create, const char* name) {
         auto plugin = create();
         ASSERT_TRUE(plugin) << name;
         EXPECT_TRUE(plugin->executeRequest(kVersionRequest.data(), kVersionRequest.size()));
         EXPECT_EQ(std::string(plugin->getResultString(), plugin->getResultLength()), kVersionAnswer) << name;
-    }
-    for (const char* name : {"CryptoModuleCppExecFunc", "VeskExecuteJsonRequest"}) {
-        auto execute = boost::dll::import_alias<DirectRequest>(VESK_MODULE_PATH, name);
+    };
+    const auto executed = [](auto execute, const char* name) {
         std::string answer;
         EXPECT_TRUE(execute(kVersionRequest, answer));
         EXPECT_EQ(answer, kVersionAnswer) << name;
+    };
+    for (const char* name : {"createVeskCrypto", "createRequestBuffer"}) {
+        created(boost::dll::import_alias<PluginFactory>(VESK_MODULE_PATH, name), name);
+        created(*static_cast<PluginFactory**>(::dlsym(handle, name)), name);
     }
-
-    // Plain dlopen/dlsym: each symbol is a pointer-sized variable holding the function's address.
-    void* handle = ::dlopen(VESK_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(handle, nullptr) << ::dlerror();
-    auto* direct = *static_cast<DirectRequest**>(::dlsym(handle, "VeskExecuteJsonRequest"));
-    std::string answer;
-    EXPECT_TRUE(direct(kVersionRequest, answer));
-    EXPECT_EQ(answer, kVersionAnswer);
-    {
-        auto* factory = *static_cast<PluginFactory**>(::dlsym(handle, "createRequestBuffer"));
-        auto plugin = factory();
-        plugin->executeRequest(kVersionRequest.data(), kVersionRequest.size());
-        EXPECT_EQ(plugin->getResultString(), kVersionAnswer);
+    for (const char* name : {"CryptoModuleCppExecFunc", "VeskExecuteJsonRequest"}) {
+        executed(boost::dll::import_alias<DirectRequest>(VESK_MODULE_PATH, name), name);
+        executed(*static_cast<DirectRequest**>(::dlsym(handle, name)), name);
     }
     ::dlclose(handle);
 }
 
-TEST(EntryPoints, PluginObjectReadsExactlyLengthBytesAndKeepsOnlyTheLastAnswer) {
+// A host compiled against another copy of the class calls by slot: 2 executeRequest,
+// 3 getResultLength, 4 getResultString (0 and 1 are the destructors).
+TEST(EntryPoints, PluginSlotsInTheHostsOrderReadExactlyLengthBytesAndKeepOnlyTheLastAnswer) {
     ModuleClient client;
-    auto& plugin = client.plugin();
-
-    EXPECT_TRUE(plugin.executeRequest("", 0));
-    EXPECT_NE(std::string(plugin.getResultString()).find("tr{JSON Exception:} [json.exception.parse_error.101]"),
-              std::string::npos);
-
-    // Bytes past the length are garbage the module must never read.
-    const std::string padded = kVersionRequest + "garbage that would break the JSON";
-    EXPECT_TRUE(plugin.executeRequest(padded.data(), kVersionRequest.size()));
-    EXPECT_EQ(plugin.getResultString(), kVersionAnswer);
-    EXPECT_EQ(plugin.getResultLength(), kVersionAnswer.size());
-
-    const std::string withZero("{\"method\":\"vers\0ion\",\"args\":{}}", 32);
-    EXPECT_TRUE(plugin.executeRequest(withZero.data(), withZero.size()));
-    const std::string second(plugin.getResultString(), plugin.getResultLength());
-    EXPECT_NE(second, kVersionAnswer);
-    EXPECT_NE(second.find("control character U+0000 (NUL)"), std::string::npos);  // the zero reached the parser
-    EXPECT_EQ(second.size(), std::strlen(plugin.getResultString()));
-}
-
-TEST(EntryPoints, VirtualTableSlotsAreInTheHostsOrder) {
-    ModuleClient client;
-    // A host compiled against another copy of the class calls by slot: 2 executeRequest,
-    // 3 getResultLength, 4 getResultString (0 and 1 are the destructors).
     VeskCryptoPlugin* plugin = &client.plugin();
     void** slots = *reinterpret_cast<void***>(plugin);
     auto execute = reinterpret_cast<bool (*)(VeskCryptoPlugin*, const char*, size_t)>(slots[2]);
     auto length = reinterpret_cast<size_t (*)(VeskCryptoPlugin*)>(slots[3]);
     auto text = reinterpret_cast<const char* (*)(VeskCryptoPlugin*)>(slots[4]);
-    EXPECT_TRUE(execute(plugin, kVersionRequest.data(), kVersionRequest.size()));
-    EXPECT_EQ(length(plugin), kVersionAnswer.size());
+
+    EXPECT_TRUE(execute(plugin, "", 0));
+    EXPECT_NE(std::string(text(plugin)).find("tr{JSON Exception:} [json.exception.parse_error.101]"),
+              std::string::npos);
+
+    // Bytes past the length are garbage the module must never read.
+    const std::string padded = kVersionRequest + "garbage that would break the JSON";
+    EXPECT_TRUE(execute(plugin, padded.data(), kVersionRequest.size()));
     EXPECT_EQ(std::string(text(plugin)), kVersionAnswer);
+    EXPECT_EQ(length(plugin), kVersionAnswer.size());
+
+    const std::string withZero("{\"method\":\"vers\0ion\",\"args\":{}}", 32);
+    EXPECT_TRUE(execute(plugin, withZero.data(), withZero.size()));
+    const std::string second(text(plugin), length(plugin));
+    EXPECT_NE(second, kVersionAnswer);
+    EXPECT_NE(second.find("control character U+0000 (NUL)"), std::string::npos);  // the zero reached the parser
+    EXPECT_EQ(second.size(), std::strlen(text(plugin)));
 }

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
 using namespace vesk::test;
 using nlohmann::json;
@@ -15,6 +14,9 @@ namespace {
 
 json fileRequest(const std::string& method, const fs::path& path) {
     return {{"method", method}, {"args", {{"file", b64(path.string())}}}};
+}
+json saveRequest(const fs::path& path, const std::string& data) {
+    return {{"method", "save_file"}, {"args", {{"file", b64(path.string())}, {"data", data}}}};
 }
 
 }  // namespace
@@ -27,9 +29,7 @@ TEST(FileServices, SaveExistsAndReadBackACyrillicNamedBinaryFile) {
     for (int i = 0; i < 100000; ++i) content += static_cast<char>((i * 31) ^ (i >> 8));
 
     EXPECT_EQ(client.requestJson(fileRequest("exists", target)), json::parse(R"({"data":false,"error":null})"));
-    auto save = fileRequest("save_file", target);
-    save["args"]["data"] = b64(content);
-    EXPECT_EQ(client.requestJson(save), json::parse(R"({"data":true,"error":null})"));
+    EXPECT_EQ(client.requestJson(saveRequest(target, b64(content))), json::parse(R"({"data":true,"error":null})"));
     EXPECT_EQ(readFile(target), content);
 
     EXPECT_EQ(client.requestJson(fileRequest("exists", target)).at("data"), true);
@@ -38,38 +38,31 @@ TEST(FileServices, SaveExistsAndReadBackACyrillicNamedBinaryFile) {
               (json{{"data", b64(content)}, {"error", nullptr}}));
 
     // Overwriting replaces the file whole and leaves no temporary file beside it.
-    save["args"]["data"] = b64("short");
-    EXPECT_EQ(client.requestJson(save).at("data"), true);
+    EXPECT_EQ(client.requestJson(saveRequest(target, b64("short"))).at("data"), true);
     EXPECT_EQ(readFile(target), "short");
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
 
     // An empty file is a file too.
     const auto empty = folder / "empty.txt";
-    auto saveEmpty = fileRequest("save_file", empty);
-    saveEmpty["args"]["data"] = "";
-    EXPECT_EQ(client.requestJson(saveEmpty).at("data"), true);
+    EXPECT_EQ(client.requestJson(saveRequest(empty, "")).at("data"), true);
     EXPECT_EQ(client.requestJson(fileRequest("get_file_on_base64", empty)), json::parse(R"({"data":"","error":null})"));
 }
 
 TEST(FileServices, FailuresAnswerErrorsAndLeaveFilesIntact) {
     ModuleClient client;
     const auto folder = makeTempDir("failures");
-    EXPECT_EQ(client.request(fileRequest("get_file_on_base64", folder / "missing.pdf").dump()),
-              R"({"data":null,"error":["tr{Error convert to base64}"]})");
-    EXPECT_EQ(client.request(fileRequest("get_file_on_base64", folder).dump()),
-              R"({"data":null,"error":["tr{Error convert to base64}"]})");
+    for (const fs::path& unreadable : {folder / "missing.pdf", folder})
+        EXPECT_EQ(client.request(fileRequest("get_file_on_base64", unreadable).dump()),
+                  R"({"data":null,"error":["tr{Error convert to base64}"]})")
+            << unreadable;
 
-    auto intoMissingFolder = fileRequest("save_file", folder / "no such folder" / "a.txt");
-    intoMissingFolder["args"]["data"] = b64("x");
-    EXPECT_EQ(client.requestJson(intoMissingFolder).at("data"), nullptr);
+    EXPECT_EQ(client.requestJson(saveRequest(folder / "no such folder" / "a.txt", b64("x"))).at("data"), nullptr);
     EXPECT_FALSE(fs::exists(folder / "no such folder"));
 
     // Saving over a folder fails and the folder with its content survives.
     fs::create_directory(folder / "keep");
     std::ofstream(folder / "keep" / "inside.txt") << "kept";
-    auto overFolder = fileRequest("save_file", folder / "keep");
-    overFolder["args"]["data"] = b64("x");
-    EXPECT_EQ(client.requestJson(overFolder).at("data"), nullptr);
+    EXPECT_EQ(client.requestJson(saveRequest(folder / "keep", b64("x"))).at("data"), nullptr);
     EXPECT_EQ(readFile(folder / "keep" / "inside.txt"), "kept");
 
     EXPECT_EQ(client.request(R"({"method":"save_file","args":{"file":"eA=="}})"),

@@ -35,7 +35,6 @@ TEST(MalformedRequests, EveryEntryGetsAnErrorAnswer) {
         R"({"method":"exists","args":{"file":null}})",
         R"({"method":"exists","args":{}})",
         R"({"method":"get_file_on_base64","args":{}})",
-        R"({"method":"get_file_on_base64","args":{"file":true}})",
         R"({"method":"get_file_on_base64","args":{"file":")" + invalidUtf8Path + R"("}})",
         R"({"method":"get_file_on_base64","args":{"file":")" + huge + R"("}})",
         R"({"method":"save_file","args":{}})",
@@ -49,8 +48,7 @@ TEST(MalformedRequests, EveryEntryGetsAnErrorAnswer) {
         "{\"method\":\"\xff\xfe\",\"args\":{}}",
         "{\"method\":\"version\",\"args\":{},\"x\":\"\xc3\"}",
         R"({"method":"\ud800","args":{}})",
-        std::string(100000, '['),
-    };
+        std::string(100000, '[')};
     ModuleClient client;
     for (const auto& request : corpus) {
         const auto text = client.request(request);

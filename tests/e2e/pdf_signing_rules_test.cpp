@@ -13,8 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 using namespace vesk::test;
 using nlohmann::json;
 namespace fs = std::filesystem;
@@ -35,33 +33,30 @@ protected:
         useCadesLibrary(cadesLibraryUnderTest());
         dir = makeTempDir("rules");
     }
-    json sign(const fs::path& file, const fs::path& output, const json& extra = json::object()) {
-        return client.requestJson(signRequest(file.string(), output.string(), "PAdES", kIvanov, extra));
+    json sign(const fs::path& file, const fs::path& output, const json& extra = json::object(),
+              const std::string& serial = kIvanov) {
+        return client.requestJson(signRequest(file.string(), output.string(), "PAdES", serial, extra));
     }
     // A signing that must succeed and pass qpdf --check: openssl's verdict on the signature of each
     // ByteRange (trusting the test PKI). Every hole holds the CAdES-BES reserve of 16344 bytes, and
     // the last ByteRange reaches the end of the file.
-    std::vector<bool> signedHoles(const fs::path& file, const fs::path& pdf, const json& extra = json::object()) {
-        EXPECT_EQ(sign(file, pdf, extra), answerWith(pdf));
-        EXPECT_EQ(runCommand("qpdf --check " + q(pdf) + " >/dev/null 2>&1").exitCode, 0) << pdf;
+    std::vector<bool> signedHoles(const fs::path& file, const fs::path& pdf, const json& extra = json::object(),
+                                  const std::string& serial = kIvanov) {
+        EXPECT_EQ(sign(file, pdf, extra, serial), answerWith(pdf));
+        expectQpdfClean(pdf);
         const std::string bytes = readFile(pdf);
+        const auto signatures = pdfSignatures(bytes);
         std::vector<bool> found;
-        size_t end = 0;
-        for (size_t at = bytes.find("/ByteRange"); at != std::string::npos; at = bytes.find("/ByteRange", at + 1)) {
-            size_t a = 0, b = 0, c = 0, d = 0;
-            if (std::sscanf(bytes.c_str() + at, "/ByteRange [ %zu %zu %zu %zu", &a, &b, &c, &d) != 4) continue;
-            EXPECT_EQ(c - b, 2u * 16344 + 2);
-            end = c + d;
-            std::string der;
-            for (size_t i = b + 1; a == 0 && i + 2 < c && c + d <= bytes.size(); i += 2)
-                der += static_cast<char>(std::stoi(bytes.substr(i, 2), nullptr, 16));
-            writeBytes(dir / "hole.der", der);
-            writeBytes(dir / "ranges.bin", bytes.substr(0, b) + bytes.substr(c, d));
+        for (const PdfSignature& s : signatures) {
+            EXPECT_TRUE(s.wellFormed);
+            EXPECT_EQ(s.c - s.b, 2u * 16344 + 2);
+            writeBytes(dir / "hole.der", s.der);
+            writeBytes(dir / "ranges.bin", s.covered);
             found.push_back(openssl("cms -verify -binary -inform DER -in " + q(dir / "hole.der") + " -content " +
                                     q(dir / "ranges.bin") + " -CAfile " + q(pki("pem/trusted.pem")) +
                                     " -out /dev/null") == 0);
         }
-        EXPECT_EQ(end, bytes.size());
+        EXPECT_EQ(signatures.empty() ? 0 : signatures.back().c + signatures.back().d, bytes.size());
         return found;
     }
     // A stamp of `lines` in the box from 10 % to 70 % of the width, its top 80 % down the page.
@@ -79,19 +74,34 @@ protected:
 }  // namespace
 
 // CAdES-BES reserves 16344 bytes; the dictionary names CryptoPro's filter and the form's SigFlags
-// is 2; co-signatures take the next free name. Co-signing needs every earlier signature valid
-// unless forced. A file over 16 MiB signs alike.
+// is 2; co-signatures take the next free name, each a revision that keeps the one before and that
+// its ByteRange covers to its end. Co-signing needs every earlier signature valid unless forced. A
+// file over 16 MiB signs alike.
 TEST_F(PdfSigningRules, SignatureDictionaryNamesAndCosigning) {
     makePdf(dir / "doc.pdf", 3);
     EXPECT_EQ(sign(dir / "doc.pdf", dir / "out.pdf", {{"cosign", true}}),
               json::parse(R"({"data":null,"error":"tr{Документ не имеет подписи.}"})"));
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(signedHoles(dir / (i > 0 ? "s" + std::to_string(i - 1) + ".pdf" : "doc.pdf"),
-                              dir / ("s" + std::to_string(i) + ".pdf"), {{"cosign", i > 0}}),
+    const std::string signers[] = {kIvanov, kIvanov, kIvanov, kPetrova};
+    std::string before = readFile(dir / "doc.pdf");
+    for (int i = 0; i < 4; ++i) {
+        const fs::path out = dir / ("s" + std::to_string(i) + ".pdf");
+        EXPECT_EQ(signedHoles(i > 0 ? dir / ("s" + std::to_string(i - 1) + ".pdf") : dir / "doc.pdf", out,
+                              {{"cosign", i > 0}}, signers[i]),
                   std::vector<bool>(i + 1, true));
-    const std::string listing = runCommand("pdfsig -nocert " + q(dir / "s2.pdf")).output;
-    for (const std::string suffix : {"\n", "_1\n", "_2\n"})
-        EXPECT_TRUE(has(listing, "Name: Sign_" + std::string(kIvanov) + suffix)) << listing;
+        const std::string now = readFile(out);
+        EXPECT_EQ(now.compare(0, before.size(), before), 0) << "the revision before " << i << " changed";
+        before = now;
+    }
+    const std::string listing = judgeSignedPdf(dir / "s3.pdf", 4);
+    for (const std::string& name : {signers[0] + "\n", signers[0] + "_1\n", signers[0] + "_2\n", signers[3] + "\n"})
+        EXPECT_TRUE(has(listing, "Signature Field Name: Sign_" + name)) << listing;
+    const json verified =
+        client.requestJson({{"method", "verify"}, {"args", {{"file", b64((dir / "s3.pdf").string())}}}});
+    ASSERT_EQ(verified["data"].size(), 4u) << verified.dump();
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(verified["data"][i]["SerialNumber"], signers[i]) << i;
+        EXPECT_EQ(verified["data"][i]["Verifyed"], true) << i;
+    }
     std::string bytes = readFile(dir / "s0.pdf");
     EXPECT_TRUE(has(bytes, "/Filter/CryptoPro#20PDF") && has(bytes, "/SigFlags 2"));
 
