@@ -7,6 +7,7 @@
 #include "SignedInputs.h"
 
 #include "crypto/CryptoProviderFactory.h"
+#include "document/PAdESTypeSigner.h"
 #include "document/PdfSignVerifycator.h"
 #include "support/Process.h"
 #include "support/TempHome.h"
@@ -138,6 +139,20 @@ TEST_F(PdfSigningRules, NoPagesSaveWithErrorsAndNoSignatures) {
         PdfSignVerifycator(CryptoProviderFactory::getVerifycator(CryptoProvider::CryptoPro)).verify(dir / "doc.pdf");
     ASSERT_TRUE(verified && verified->signers && verified->signers->empty());
     EXPECT_EQ(verified->errors, std::vector<std::string>{"Файл не содержит подписей"});
+
+    // Stamping without signing, which no request does: a stamped copy, or without lines the same bytes.
+    SignOptions options;
+    options.file = dir / "doc.pdf";
+    for (const bool lines : {false, true}) {
+        options.output_file = dir / (lines ? "stamped.pdf" : "copy.pdf");
+        if (lines) options.watermark.strings.resize(1);
+        if (lines) options.watermark.strings[0].text = kOwner;
+        InternalSignOptions internal;
+        EXPECT_TRUE(PAdESTypeSigner(nullptr).addWatermarkToPdf(options, internal)->success);
+    }
+    expectQpdfClean(dir / "stamped.pdf");
+    EXPECT_TRUE(has(pageText(dir / "stamped.pdf", 2), kOwner));
+    EXPECT_EQ(readFile(dir / "copy.pdf"), readFile(dir / "doc.pdf"));
 }
 
 // Stamps on the chosen pages only, with one signature; a long line is split unless told not to; a

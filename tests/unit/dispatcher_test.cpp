@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <regex>
 
 using namespace Vesk::Crypto;
@@ -56,4 +57,15 @@ TEST(Dispatcher, LogHoldsWholeRequestAndAnswerOnceTheAnswerIsGiven) {
         const std::string head = log.substr(start, at - start);
         EXPECT_TRUE(std::regex_match(head, layout)) << head;
     }
+}
+
+TEST(Dispatcher, CommandFileRunsEachRequestLine) {
+    const auto file = vesk::test::makeTempDir("batch") / "commands.txt";
+    std::ofstream(file)
+        << "// a comment\n\n{\"method\":\"version\",\"args\":{}}\n\r\n{\"method\":\"nope\",\"args\":{}}\n";
+    EXPECT_EQ(executeCommandsFromFile(file.string()),
+              "{\"data\":\"" VESK_VERSION_TEXT
+              "\",\"error\":null}\n\n"
+              "{\"data\":null,\"error\":[\"tr{Unknown input JSON method:} nope\"]}\n\n");
+    EXPECT_EQ(executeCommandsFromFile((file.parent_path() / "missing.txt").string()), "");
 }

@@ -13,7 +13,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-fs::path touch(const fs::path& path, const std::string& text = "x") { return std::ofstream(path) << text, path; }
+fs::path touch(const fs::path& path, const std::string& text = "x") {
+    std::ofstream(path) << text;
+    return path;
+}
 
 }  // namespace
 
@@ -28,6 +31,8 @@ TEST(SignType, ExtensionsInAnyCaseAndMixedSignatures) {
     touch(dir / "a.PDF.dat");
     touch(dir / "a.PDF.sig");
     EXPECT_EQ(SignTypeDeterminator::getSignFor(original), boost::make_optional(dir / "a.PDF.sig"));
+    EXPECT_TRUE(SignTypeDeterminator::isDetached(original) && SignTypeDeterminator::isDetached(dir / "a.PDF.sig"));
+    EXPECT_FALSE(SignTypeDeterminator::isDetached(touch(dir / "alone.txt")));
 
     using Info = SignTypeDeterminator::SignFormatInfo;
     EXPECT_TRUE(SignTypeDeterminator::isMixedSign({Info{4, "", ""}, Info{2, "", ""}}));
