@@ -43,8 +43,6 @@ protected:
     const fs::path dir_ = makeTempDir("cli");
 };
 
-std::string q(const fs::path& path) { return shellQuote(path.string()); }
-
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
 // Every one of `present` is in the text and none of `absent`.

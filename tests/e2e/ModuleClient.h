@@ -6,6 +6,7 @@
 #include <boost/dll/shared_library.hpp>
 #include <nlohmann/json.hpp>
 
+#include <filesystem>
 #include <string>
 
 namespace vesk::test {
@@ -31,7 +32,16 @@ private:
 
 std::string b64(const std::string& text);
 std::string unb64(const std::string& text);
+// The module's answers: a file's path as data, or an error.
+inline nlohmann::json answerWith(const std::filesystem::path& path) {
+    return {{"data", b64(path.string())}, {"error", nullptr}};
+}
+inline nlohmann::json failed(const nlohmann::json& error) { return {{"data", nullptr}, {"error", error}}; }
 
+// A "verify" request of a file.
+inline nlohmann::json verifyRequest(const std::filesystem::path& file) {
+    return {{"method", "verify"}, {"args", {{"file", b64(file.string())}}}};
+}
 // A "sign" request by the certificate with serial-number text `serial`; `extra` adds to or
 // overrides its "sign_info".
 nlohmann::json signRequest(const std::string& file, const std::string& output, const std::string& attachType,

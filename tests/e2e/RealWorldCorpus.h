@@ -37,7 +37,6 @@ std::filesystem::path pdfTexManual(const std::filesystem::path& dir);
 // "tool ARGS"; fails the calling test on a non-zero exit.
 void produce(const std::string& command);
 
-inline std::string q(const std::filesystem::path& path) { return shellQuote(path.string()); }
 inline bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 // True when `later` begins with every byte of `earlier`, as an incremental update does.
 inline bool extends(const std::string& later, const std::string& earlier) {

@@ -16,8 +16,6 @@ namespace fs = std::filesystem;
 namespace vesk::test {
 namespace {
 
-std::string q(const fs::path& path) { return shellQuote(path.string()); }
-
 void run(const std::string& command) {
     const auto result = runCommand(command + " 2>&1");
     ASSERT_EQ(result.exitCode, 0) << command << "\n" << result.output;

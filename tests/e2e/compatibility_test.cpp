@@ -29,9 +29,7 @@ protected:
         setenv("TMPDIR", dir.c_str(), 1);
     }
 
-    json verify(const fs::path& file) {
-        return client.requestJson({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
-    }
+    json verify(const fs::path& file) { return client.requestJson(verifyRequest(file)); }
     static std::string log() { return readFile(tempHome() / ".Vesk" / "editor" / "VeskCryptoModule.log"); }
 
     ModuleClient client;

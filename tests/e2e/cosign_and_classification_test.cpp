@@ -32,7 +32,7 @@ protected:
     json verify(const fs::path& file) {
         const fs::path log = tempHome() / ".Vesk" / "editor" / "VeskCryptoModule.log";
         const size_t before = readFile(log).size();
-        const json answer = client.requestJson({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
+        const json answer = client.requestJson(verifyRequest(file));
         logged = readFile(log).substr(before);
         return answer;
     }

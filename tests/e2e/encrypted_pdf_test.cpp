@@ -102,7 +102,7 @@ TEST_F(EncryptedPdf, EachEncryptionIsKeptBySignaturesAndSignatureFiles) {
         const std::string listing = judgeSignedPdf(cosigned, 2);
         for (const std::string serial : {kIvanov, kPetrova})
             EXPECT_TRUE(has(listing, "Signature Field Name: Sign_" + serial)) << listing;
-        const json verified = client.requestJson({{"method", "verify"}, {"args", {{"file", b64(cosigned.string())}}}});
+        const json verified = client.requestJson(verifyRequest(cosigned));
         ASSERT_EQ(verified["data"].size(), 2u) << verified.dump();
         EXPECT_TRUE(verified["data"][0]["Verifyed"] && verified["data"][1]["Verifyed"]) << verified.dump();
 

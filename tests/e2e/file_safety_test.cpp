@@ -31,8 +31,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string q(const fs::path& path) { return shellQuote(path.string()); }
-
 std::set<std::string> namesIn(const fs::path& folder) {
     std::set<std::string> names;
     for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename().string());
@@ -45,8 +43,6 @@ struct stat statOf(const fs::path& path) {
     return info;
 }
 
-json answerWith(const fs::path& path) { return {{"data", b64(path.string())}, {"error", nullptr}}; }
-json failed(const json& error) { return {{"data", nullptr}, {"error", error}}; }
 const json kSaved = {{"data", true}, {"error", nullptr}};
 
 class FileSafety : public ::testing::Test {

@@ -85,9 +85,7 @@ protected:
             signRequest(file.string(), output.string(), attachType, searchString, {{"watermark", watermark}}).dump(),
             module));
     }
-    json verify(const fs::path& file) {
-        return json::parse(askText(json({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}}).dump()));
-    }
+    json verify(const fs::path& file) { return json::parse(askText(verifyRequest(file).dump())); }
     // A file nested too deeply is not taken for a signed PDF, not signed in any form, and stays; one
     // within the limits is signed as PAdES, verified, and judged by qpdf, pdfsig and openssl.
     void expectDeepRefusedAndFineSigned(const fs::path& deep, const fs::path& fine) {

@@ -20,12 +20,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string q(const fs::path& path) { return shellQuote(path.string()); }
 bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 std::string pageText(const fs::path& pdf, int n) {
     return runCommand("pdftotext -f " + std::to_string(n) + " -l " + std::to_string(n) + " " + q(pdf) + " -").output;
 }
-json answerWith(const fs::path& path) { return {{"data", b64(path.string())}, {"error", nullptr}}; }
 const std::string kOwner = "Владелец: Иванов Иван Иванович";
 
 class PdfSigningRules : public ::testing::Test {
@@ -96,8 +94,7 @@ TEST_F(PdfSigningRules, SignatureDictionaryNamesAndCosigning) {
     const std::string listing = judgeSignedPdf(dir / "s3.pdf", 4);
     for (const std::string& name : {signers[0] + "\n", signers[0] + "_1\n", signers[0] + "_2\n", signers[3] + "\n"})
         EXPECT_TRUE(has(listing, "Signature Field Name: Sign_" + name)) << listing;
-    const json verified =
-        client.requestJson({{"method", "verify"}, {"args", {{"file", b64((dir / "s3.pdf").string())}}}});
+    const json verified = client.requestJson(verifyRequest(dir / "s3.pdf"));
     ASSERT_EQ(verified["data"].size(), 4u) << verified.dump();
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(verified["data"][i]["SerialNumber"], signers[i]) << i;

@@ -143,9 +143,7 @@ protected:
         }
     }
 
-    json verify(const fs::path& file) {
-        return client.requestJson({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
-    }
+    json verify(const fs::path& file) { return client.requestJson(verifyRequest(file)); }
 
     ModuleClient client;
     fs::path dir;

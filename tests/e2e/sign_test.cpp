@@ -29,9 +29,7 @@ protected:
               const std::string& serial = kIvanov, const json& extra = json::object()) {
         return client.requestJson(signRequest(file.string(), output.string(), attachType, serial, extra));
     }
-    json verify(const fs::path& file) {
-        return client.requestJson({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
-    }
+    json verify(const fs::path& file) { return client.requestJson(verifyRequest(file)); }
     // A signature file of the module: openssl verifies it and finds the signer and its CA in it,
     // not the root; the module verifies it as CAdES-BES, with the subject and a UTC signing time.
     void judge(const fs::path& signature, const fs::path& content, const fs::path& out = "/dev/null") {

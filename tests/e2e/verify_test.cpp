@@ -31,9 +31,6 @@ Signers signers(const json& answer) {
 using Verdict = std::pair<Signers, json>;
 Verdict verdict(const json& answer) { return {signers(answer), answer.value("error", json())}; }
 
-json answerWith(const fs::path& path) { return {{"data", b64(path.string())}, {"error", nullptr}}; }
-json failed(const json& error) { return {{"data", nullptr}, {"error", error}}; }
-
 class Verify : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -40,7 +40,7 @@ protected:
     }
     // The module verifies every signer of the file and gives its signing time.
     void expectVerifiedWithTime(const fs::path& file, size_t signers) {
-        const json answer = client.requestJson({{"method", "verify"}, {"args", {{"file", b64(file.string())}}}});
+        const json answer = client.requestJson(verifyRequest(file));
         ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
         ASSERT_EQ(answer["data"].size(), signers) << answer.dump();
         for (const auto& signer : answer["data"]) {

@@ -1,6 +1,7 @@
 #pragma once
 // Runs a shell command for the tests and captures what it prints.
 
+#include <filesystem>
 #include <string>
 
 namespace vesk::test {
@@ -14,5 +15,7 @@ CommandResult runCommand(const std::string& command);
 
 // Quotes a text for the shell.
 std::string shellQuote(const std::string& text);
+// A path quoted for the shell.
+inline std::string q(const std::filesystem::path& path) { return shellQuote(path.string()); }
 
 }  // namespace vesk::test
