@@ -149,7 +149,7 @@ TEST_F(Subcommands, XLongSignatureWithTimeStampService) {
     const auto note = write("акт.txt", "акт приёма-передачи");
     const fs::path signature = firstLine(
         cli("sign " + q(note) + " --detached --cert 0x4512 --xlong --tsp " + q(LocalServices::instance().tsaUrl())));
-    EXPECT_TRUE(opensslVerifiesTimeStamp(signature, dir_));
+    expectLongTermEvidence(signature, dir_);
     expectText(cli("verify " + q(note)), {"  verified"});
 
     // An unreachable service: an error, and no signature file.

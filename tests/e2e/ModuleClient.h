@@ -37,6 +37,8 @@ inline nlohmann::json answerWith(const std::filesystem::path& path) {
     return {{"data", b64(path.string())}, {"error", nullptr}};
 }
 inline nlohmann::json failed(const nlohmann::json& error) { return {{"data", nullptr}, {"error", error}}; }
+// A refusal with one text.
+inline nlohmann::json refusal(const std::string& text) { return failed(nlohmann::json::array({text})); }
 
 // A "verify" request of a file.
 inline nlohmann::json verifyRequest(const std::filesystem::path& file) {

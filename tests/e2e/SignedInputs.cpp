@@ -61,8 +61,9 @@ void pdfsigSign(const fs::path& in, const fs::path& out, const std::string& fiel
         shellQuote(field) + " " + q(in) + " " + q(out));
 }
 
-void writeBytes(const fs::path& path, const std::string& bytes) {
+fs::path writeBytes(const fs::path& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return path;
 }
 
 std::vector<PdfSignature> pdfSignatures(const std::string& pdf) {

@@ -27,7 +27,8 @@ void makePdf(const std::filesystem::path& out, int pages = 2);
 // Adds a signature by the PKI's RSA user to a PDF with pdfsig, in field `field`.
 void pdfsigSign(const std::filesystem::path& in, const std::filesystem::path& out, const std::string& field);
 
-void writeBytes(const std::filesystem::path& path, const std::string& bytes);
+// Writes a file whole; its path.
+std::filesystem::path writeBytes(const std::filesystem::path& path, const std::string& bytes);
 
 // One signature of a PDF: its ByteRange, the bytes of its hole (hex decoded, padding kept) and
 // the bytes its ranges cover. `wellFormed` is false when the ranges do not frame a <...> hole.

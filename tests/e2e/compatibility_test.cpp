@@ -44,8 +44,7 @@ TEST_F(Compatibility, LoadFailureNamesTheSignatureFileAlsoWhenTheOriginalFailed)
     opensslSign(dir / "signed.txt", dir / "report.txt.sig", "user_gost256", true);
     fs::create_directory(dir / "report.txt");
     EXPECT_EQ(verify(dir / "report.txt.sig"),
-              (json{{"data", nullptr},
-                    {"error", {"Error load file: " + (dir / "report.txt.sig").string() + " is empty or not exists"}}}));
+              refusal("Error load file: " + (dir / "report.txt.sig").string() + " is empty or not exists"));
 }
 
 TEST_F(Compatibility, LogTagsBorrowedFromOtherFunctions) {

@@ -36,7 +36,6 @@ protected:
         logged = readFile(log).substr(before);
         return answer;
     }
-    static json refused(const std::string& text) { return {{"data", nullptr}, {"error", {text}}}; }
 
     ModuleClient client;
     fs::path dir;
@@ -46,13 +45,13 @@ protected:
 }  // namespace
 
 TEST_F(CoSignAndClassification, SigningAndCoSigningRefusals) {
-    EXPECT_EQ(sign(dir / "act.txt", "nobody"), refused("tr{Certificate not found}"));
+    EXPECT_EQ(sign(dir / "act.txt", "nobody"), refusal("tr{Certificate not found}"));
     // An RSA key has no GOST hash: the library refuses, with its own text.
-    EXPECT_EQ(sign(dir / "act.txt", "0x5001"), refused("Invalid algorithm specified."));
+    EXPECT_EQ(sign(dir / "act.txt", "0x5001"), refusal("Invalid algorithm specified."));
 
     ASSERT_TRUE(sign(dir / "act.txt", kIvanov)["error"].is_null());
     const fs::path signature = dir / "signed.sig";
-    EXPECT_EQ(sign(signature, "nobody", true), refused("tr{Certificate not found}"));
+    EXPECT_EQ(sign(signature, "nobody", true), refusal("tr{Certificate not found}"));
     const json again = sign(signature, kIvanov, true);
     const std::string text = again.at("error").at(0);
     EXPECT_EQ(text.rfind("tr{Документ уже подписан сертификатом} Issuer: ", 0), 0u) << text;
@@ -63,7 +62,7 @@ TEST_F(CoSignAndClassification, SigningAndCoSigningRefusals) {
     json inlineCosign = signRequest(gone.string(), "", "Attached", kPetrova, {{"cosign", true}});
     inlineCosign["args"]["document"] = b64(readFile(signature));
     EXPECT_EQ(client.requestJson(inlineCosign),
-              refused("tr{File} " + gone.string() + " tr{is not exists, exit with false}"));
+              refusal("tr{File} " + gone.string() + " tr{is not exists, exit with false}"));
 
     // One changed byte of the content: the signature is bad, and it is not co-signed.
     std::string bytes = readFile(signature);
@@ -73,10 +72,10 @@ TEST_F(CoSignAndClassification, SigningAndCoSigningRefusals) {
     EXPECT_FALSE(answer["data"][0]["Verifyed"]) << answer.dump();
     EXPECT_EQ(answer["error"], json::array({"Сообщение содержит неверную подпись."}));
     EXPECT_EQ(sign(dir / "tampered.sig", kPetrova, true),
-              refused("tr{CpSigner::addCoSign CpSigner::addCoSign Signature is not valid}"));
+              refusal("tr{CpSigner::addCoSign CpSigner::addCoSign Signature is not valid}"));
 
     inlineCosign["args"]["sign_info"]["attach_type"] = "Detached";
-    EXPECT_EQ(client.requestJson(inlineCosign), refused("tr{Соподпись для отсоединённой подписи не поддерживается.}"));
+    EXPECT_EQ(client.requestJson(inlineCosign), refusal("tr{Соподпись для отсоединённой подписи не поддерживается.}"));
 }
 
 TEST_F(CoSignAndClassification, OpensslMessagesAreClassifiedAndVerified) {
@@ -98,5 +97,5 @@ TEST_F(CoSignAndClassification, OpensslMessagesAreClassifiedAndVerified) {
     writeBytes(dir / "junk.sig", "not a message");
     EXPECT_EQ(client.requestJson({{"method", "extract"},
                                   {"args", {{"file", b64((dir / "junk.sig").string())}, {"provider", "CryptoPRO"}}}}),
-              refused("ASN1 bad tag value met."));
+              refusal("ASN1 bad tag value met."));
 }

@@ -56,10 +56,6 @@ protected:
     json saveFile(const fs::path& file, const std::string& text) {
         return call("save_file", {{"file", b64(file.string())}, {"data", text}});
     }
-    fs::path text(const std::string& name, const std::string& content) {
-        writeBytes(dir / name, content);
-        return dir / name;
-    }
     // The content of an attached signature, as openssl reads it.
     std::string signedContent(const fs::path& signature) {
         const fs::path out = scratch / "content";
@@ -82,7 +78,7 @@ TEST_F(FileSafety, AttachedOutputThatIsTheInputUnderAnotherSpelling) {
     for (const fs::path& output :
          {dir / "." / "a.txt", dir / ".." / dir.filename() / "a.txt", linkedFolder / "a.txt", dir / "alias.txt"}) {
         SCOPED_TRACE(output);
-        const fs::path file = text("a.txt", "Договор поставки, " + output.string());
+        const fs::path file = writeBytes(dir / "a.txt", "Договор поставки, " + output.string());
         if (output.filename() == "alias.txt") fs::create_symlink("a.txt", output);
         EXPECT_EQ(sign(file, output, "Attached"), answerWith(output));
         EXPECT_EQ(signedContent(file), "Договор поставки, " + output.string());  // also fails when the input is gone
@@ -93,7 +89,7 @@ TEST_F(FileSafety, AttachedOutputThatIsTheInputUnderAnotherSpelling) {
 // A detached signing whose output is the input another way goes beside the input as NAME.sgn;
 // a signature written through a symlink leaves the link a link.
 TEST_F(FileSafety, DetachedOutputThatIsTheInputAndOutputsThroughLinks) {
-    const fs::path file = text("act.txt", "Акт");
+    const fs::path file = writeBytes(dir / "act.txt", "Акт");
     EXPECT_EQ(sign(file, dir / "." / "act.txt", "Detached"), answerWith(dir / "act.txt.sgn"));
     EXPECT_EQ(readFile(file), "Акт");
     EXPECT_TRUE(opensslVerifies(dir / "act.txt.sgn", file));
@@ -110,7 +106,7 @@ TEST_F(FileSafety, DetachedOutputThatIsTheInputAndOutputsThroughLinks) {
 // save_file and signatures replace a file keeping its other names, its owner and its mode, and
 // still succeed where only the file (not its folder) may be written.
 TEST_F(FileSafety, ReplacedFilesKeepHardLinksOwnerAndMode) {
-    const fs::path file = text("doc.txt", "old");
+    const fs::path file = writeBytes(dir / "doc.txt", "old");
     fs::create_hard_link(file, dir / "other-name.txt");
     const ino_t inode = statOf(file).st_ino;
     EXPECT_EQ(saveFile(file, b64("new content")), kSaved);
@@ -118,12 +114,12 @@ TEST_F(FileSafety, ReplacedFilesKeepHardLinksOwnerAndMode) {
     EXPECT_EQ(std::pair(statOf(file).st_ino, statOf(file).st_nlink), std::pair(inode, nlink_t{2}));
 
     // An attached signature over a hard-linked output: both names hold the signature.
-    const fs::path input = text("input.txt", "подписываемое");
+    const fs::path input = writeBytes(dir / "input.txt", "подписываемое");
     EXPECT_EQ(sign(input, file, "Attached"), answerWith(file));
     EXPECT_EQ(signedContent(dir / "other-name.txt"), "подписываемое");
     EXPECT_FALSE(fs::exists(input));
 
-    const fs::path owned = text("owned.txt", "old");
+    const fs::path owned = writeBytes(dir / "owned.txt", "old");
     ASSERT_EQ(::chmod(owned.c_str(), 0604), 0);
     ASSERT_EQ(::geteuid() == 0 ? ::chown(owned.c_str(), 4321, 4322) : 0, 0);
     const struct stat was = statOf(owned);
@@ -168,7 +164,7 @@ TEST_F(FileSafety, StaleTemporariesOfKilledWritersAreCleaned) {
     const std::string running = ".doc.txt.vesk-" + std::to_string(::getppid()) + "-abcdefghij";
     for (const std::string& name :
          {".doc.txt.vesk-" + std::to_string(gone) + "-abcdefghij", running, std::string(".doc.txt.vesk-notapid")})
-        text(name, "half written");
+        writeBytes(dir / name, "half written");
     EXPECT_EQ(saveFile(dir / "doc.txt", b64("content")), kSaved);
     EXPECT_EQ(namesIn(dir), (std::set<std::string>{"doc.txt", running, ".doc.txt.vesk-notapid"}));
 }
@@ -290,7 +286,7 @@ TEST_F(FileSafety, FailedPadesSigningLeavesAWellFormedPdf) {
 
 // Without an output nothing is written and the input stays as it was.
 TEST_F(FileSafety, EmptyOrMissingOutputWritesNothing) {
-    const fs::path file = text("doc.txt", "content");
+    const fs::path file = writeBytes(dir / "doc.txt", "content");
     opensslSign(file, dir / "signed.p7s", "user_gost256", false);
     const std::string signature = readFile(dir / "signed.p7s");
     for (const bool missing : {false, true}) {

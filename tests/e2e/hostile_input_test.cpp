@@ -53,8 +53,6 @@ void onSmallStack(const std::function<void()>& work) {
     finished.get();  // the work's exception, if any, fails the test
 }
 
-json errorAnswer(const std::string& message) { return {{"data", nullptr}, {"error", json::array({message})}}; }
-
 std::string times(int count, const std::string& text) {
     std::string all;
     for (int i = 0; i < count; ++i) all += text;
@@ -89,8 +87,8 @@ protected:
     // A file nested too deeply is not taken for a signed PDF, not signed in any form, and stays; one
     // within the limits is signed as PAdES, verified, and judged by qpdf, pdfsig and openssl.
     void expectDeepRefusedAndFineSigned(const fs::path& deep, const fs::path& fine) {
-        EXPECT_EQ(verify(deep), errorAnswer("tr{This PDF file does not contain a signature.}"));
-        const json loadError = errorAnswer("tr{Error on load file:} ePdfError_BrokenFile");
+        EXPECT_EQ(verify(deep), refusal("tr{This PDF file does not contain a signature.}"));
+        const json loadError = refusal("tr{Error on load file:} ePdfError_BrokenFile");
         EXPECT_EQ(sign(deep, dir / "signed.pdf", kPetrova, "PAdES"), loadError);
         EXPECT_EQ(sign(deep, dir / "attached.sig", kPetrova, "Attached"), loadError);
         EXPECT_EQ(sign(deep, deep.string() + ".sgn", kPetrova, "Detached"), loadError);
@@ -136,8 +134,7 @@ TEST_F(Hostile, SearchStringThatIsNotUtf8IsRefused) {
     const std::string original = readFile(pdf);
     for (const std::string bad : {"\xcf\xe5\xf2\xf0\xee\xe2\xe0", "\xff\xfe", "0x4512\xc0\xaf"}) {
         for (const int page : {0, -2}) {
-            EXPECT_EQ(sign(pdf, dir / "out.pdf", bad, "PAdES", page),
-                      errorAnswer("tr{Text is not UTF-8:} search_string"));
+            EXPECT_EQ(sign(pdf, dir / "out.pdf", bad, "PAdES", page), refusal("tr{Text is not UTF-8:} search_string"));
             EXPECT_FALSE(fs::exists(dir / "out.pdf"));
             EXPECT_EQ(readFile(pdf), original);
         }
@@ -239,7 +236,7 @@ TEST_F(Hostile, DeepObjectInAnEncryptedObjectStreamIsRefused) {
 // A page tree whose /Count claims 2147483647 pages: stamping "every page" ran without end.
 TEST_F(Hostile, PageCountTheTreeDoesNotHoldIsRefused) {
     const fs::path pdf = editedPdf("count", "/Count 2\n", "/Count 2147483647\n");
-    const json refused = errorAnswer("tr{Error on load file:} ePdfError_PageNotFound");
+    const json refused = refusal("tr{Error on load file:} ePdfError_PageNotFound");
     EXPECT_EQ(sign(pdf, dir / "signed.pdf", kPetrova, "PAdES", -2), refused);
     EXPECT_EQ(sign(pdf, dir / "attached.sig", kPetrova, "Attached", -2), refused);
     EXPECT_FALSE(fs::exists(dir / "signed.pdf"));

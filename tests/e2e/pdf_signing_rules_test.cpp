@@ -119,9 +119,8 @@ TEST_F(PdfSigningRules, SignatureDictionaryNamesAndCosigning) {
 TEST_F(PdfSigningRules, NoPagesSaveWithErrorsAndNoSignatures) {
     ASSERT_EQ(runCommand("qpdf --empty " + q(dir / "empty.pdf")).exitCode, 0);
     const std::string empty = readFile(dir / "empty.pdf");
-    EXPECT_EQ(
-        sign(dir / "empty.pdf", dir / "out.pdf"),
-        (json{{"data", nullptr}, {"error", {"tr{File} " + (dir / "empty.pdf").string() + " tr{not contains pages}"}}}));
+    EXPECT_EQ(sign(dir / "empty.pdf", dir / "out.pdf"),
+              refusal("tr{File} " + (dir / "empty.pdf").string() + " tr{not contains pages}"));
     EXPECT_EQ(readFile(dir / "empty.pdf"), empty);
 
     // Kept as hosts know it: without save_with_errors nothing is written, yet success is answered.

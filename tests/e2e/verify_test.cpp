@@ -43,10 +43,6 @@ protected:
     json call(const char* method, const json& args) { return client.requestJson({{"method", method}, {"args", args}}); }
     json verify(const fs::path& file) { return call("verify", {{"file", b64(file.string())}}); }
     json extract(const fs::path& f) { return call("extract", {{"file", b64(f.string())}, {"provider", "CryptoPRO"}}); }
-    fs::path text(const std::string& name, const std::string& content) {
-        writeBytes(dir / name, content);
-        return dir / name;
-    }
 
     ModuleClient client;
     fs::path dir = makeTempDir("verify");
@@ -58,13 +54,13 @@ TEST_F(Verify, SignatureFilesUnderEveryExtension) {
     for (const std::string ext : {".sgn", ".p7s", ".sig", ".dat"}) {
         SCOPED_TRACE(ext);
         // Attached: the signature file alone, its original absent.
-        const fs::path notes = text("notes" + ext + ".txt", "Протокол совещания\n");
+        const fs::path notes = writeBytes(dir / ("notes" + ext + ".txt"), "Протокол совещания\n");
         opensslSign(notes, notes.string() + ext, "user_gost256", false);
         fs::remove(notes);
         EXPECT_EQ(signers(verify(notes.string() + ext)), (Signers{{kIvanov, true}}));
 
         // Detached, by the 512-bit key: the signature file and its original give the same answer.
-        const fs::path report = text("report" + ext + ".txt", "Отчёт за квартал\n");
+        const fs::path report = writeBytes(dir / ("report" + ext + ".txt"), "Отчёт за квартал\n");
         const fs::path signature = report.string() + ext;
         opensslSign(report, signature, "user_gost512", true);
         EXPECT_EQ(signers(verify(signature)), (Signers{{kPetrova, true}}));
@@ -78,8 +74,8 @@ TEST_F(Verify, SignatureFilesUnderEveryExtension) {
 
 // Beside a.txt.sig, the a.txt.sgn is the one checked: first it signs a.txt, then something else.
 TEST_F(Verify, SgnWinsOverTheOtherExtensions) {
-    const fs::path original = text("a.txt", "content");
-    const fs::path other = text("other.txt", "other content");
+    const fs::path original = writeBytes(dir / "a.txt", "content");
+    const fs::path other = writeBytes(dir / "other.txt", "other content");
     for (const bool sgnSignsOriginal : {true, false}) {
         opensslSign(sgnSignsOriginal ? original : other, dir / "a.txt.sgn", "user_gost256", true);
         opensslSign(sgnSignsOriginal ? other : original, dir / "a.txt.sig", "user_gost512", true);
@@ -113,7 +109,8 @@ TEST_F(Verify, FilesWithoutAUsableSignature) {
 
     // A plain text is taken for an attached signature, which the library cannot decode; nor is an
     // empty file a signature.
-    for (const fs::path& file : {text("plain.txt", "no signature here"), text("empty.sig", "")}) {
+    for (const fs::path& file :
+         {writeBytes(dir / "plain.txt", "no signature here"), writeBytes(dir / "empty.sig", "")}) {
         const json answer = verify(file);
         EXPECT_TRUE(answer["data"].is_null()) << file;
         EXPECT_EQ(answer["error"].size(), 1u) << answer.dump();
@@ -125,23 +122,23 @@ TEST_F(Verify, FilesWithoutAUsableSignature) {
 
 TEST_F(Verify, ExtractWritesTheContentToTheTemporaryFolder) {
     const std::string content = "%PDF-1.4 отчёт\n";
-    opensslSign(text("report.pdf", content), dir / "report.pdf.sig", "user_gost256", false);
+    opensslSign(writeBytes(dir / "report.pdf", content), dir / "report.pdf.sig", "user_gost256", false);
     fs::remove(dir / "report.pdf");
     EXPECT_EQ(extract(dir / "report.pdf.sig"), answerWith(dir / "tmp" / "report.pdf"));
     EXPECT_EQ(readFile(dir / "tmp" / "report.pdf"), content);
 
-    EXPECT_EQ(extract(text("notes.txt", "x")), failed("tr{Расширение файла не соответствует подписи!}"));
+    EXPECT_EQ(extract(writeBytes(dir / "notes.txt", "x")), failed("tr{Расширение файла не соответствует подписи!}"));
     // Without a named provider there is no extractor.
     EXPECT_EQ(call("extract", {{"file", b64((dir / "report.pdf.sig").string())}}),
               failed("tr{Объект извлечения данных пуст!}"));
     EXPECT_EQ(extract(dir / "absent.sig"), failed("tr{Не удалось прочитать файл}"));
-    opensslSign(text("d.txt", "detached"), dir / "d.txt.p7s", "user_gost256", true);
+    opensslSign(writeBytes(dir / "d.txt", "detached"), dir / "d.txt.p7s", "user_gost256", true);
     EXPECT_EQ(extract(dir / "d.txt.p7s"), failed("tr{Извлеченные данные пусты!}"));
 }
 
 TEST_F(Verify, InlineDataAndSignature) {
     const std::string content = "Платёжное поручение № 7";
-    opensslSign(text("p.txt", content), dir / "attached.p7s", "user_gost256", false);
+    opensslSign(writeBytes(dir / "p.txt", content), dir / "attached.p7s", "user_gost256", false);
     opensslSign(dir / "p.txt", dir / "detached.p7s", "user_gost256", true);
     auto inlineVerify = [&](const std::string& document, const fs::path& signature, bool attached) {
         return call("verify",

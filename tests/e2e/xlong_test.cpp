@@ -1,5 +1,5 @@
 // "sign" with "cades_type":"CadesXLongType1" through the module, against the local time-stamp and
-// OCSP services: judged by openssl cms/ts, qpdf and pdfsig; failures leave nothing written.
+// OCSP services: judged by openssl cms/ts/ocsp, qpdf and pdfsig; failures leave nothing written.
 
 #include "ModuleClient.h"
 #include "SignedInputs.h"
@@ -32,11 +32,10 @@ protected:
         const json xlong = {{"cades_type", "CadesXLongType1"}, {"tsp_url", tsp}, {"cosign", cosign}};
         return client.requestJson(signRequest(file.string(), output.string(), attachType, serial, xlong));
     }
-    // openssl cms -verify, and openssl ts -verify of the signer's signature time-stamp over its
-    // signature value.
+    // openssl cms -verify, and the signer's long-term evidence judged by openssl ts and ocsp.
     void judge(const fs::path& signature, const fs::path& content, int signer = 0) {
         EXPECT_TRUE(opensslVerifies(signature, content));
-        EXPECT_TRUE(opensslVerifiesTimeStamp(signature, dir, signer));
+        expectLongTermEvidence(signature, dir, signer);
     }
     // The module verifies every signer of the file and gives its signing time.
     void expectVerifiedWithTime(const fs::path& file, size_t signers) {
@@ -84,7 +83,7 @@ TEST_F(XLong, AttachedDetachedCosignedAndPades) {
     ASSERT_EQ(signatures.size(), 1u);
     EXPECT_EQ(signatures[0].c - signatures[0].b, 2u * 65536 + 2);
     writeBytes(dir / "hole.der", signatures[0].der);
-    EXPECT_TRUE(opensslVerifiesTimeStamp(dir / "hole.der", dir));
+    expectLongTermEvidence(dir / "hole.der", dir);
     expectVerifiedWithTime(dir / "signed.pdf", 1);
 }
 

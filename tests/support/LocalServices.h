@@ -39,11 +39,11 @@ private:
     int port_ = 0;
 };
 
-// openssl ts -verify of the signature time-stamp of signer `signer` of a CMS signature file over
-// that signer's signature value (taken out with tests/support/cades-evidence.py); `work` holds
-// the pieces.
-bool opensslVerifiesTimeStamp(const std::filesystem::path& signature, const std::filesystem::path& work,
-                              int signer = 0);
+// The CAdES-X Long Type 1 evidence of signer `signer` of a CMS signature file, judged by openssl
+// after tests/support/cades-evidence.py takes it out (into `work`): the signature time-stamp over
+// the signature value, the CAdES-C time-stamp over the value and the references, and the one OCSP
+// answer, verified and "good".
+void expectLongTermEvidence(const std::filesystem::path& signature, const std::filesystem::path& work, int signer = 0);
 
 // An address on 127.0.0.1 where nothing listens (a port just bound and released).
 std::string unreachableUrl();
