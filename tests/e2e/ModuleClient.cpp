@@ -1,5 +1,7 @@
 #include "ModuleClient.h"
 
+#include "support/TempHome.h"
+
 #include <openssl/evp.h>
 
 namespace vesk::test {
@@ -16,6 +18,15 @@ std::string ModuleClient::request(const std::string& text) {
 nlohmann::json ModuleClient::requestJson(const nlohmann::json& request) {
     return nlohmann::json::parse(this->request(request.dump()));
 }
+
+nlohmann::json ModuleClient::requestJson(const nlohmann::json& request, std::string& logged) {
+    const size_t before = readFile(moduleLog()).size();
+    const nlohmann::json answer = requestJson(request);
+    logged = readFile(moduleLog()).substr(before);
+    return answer;
+}
+
+std::filesystem::path moduleLog() { return tempHome() / ".Vesk" / "editor" / "VeskCryptoModule.log"; }
 
 // Encoded with OpenSSL rather than the module's own codec, so the module is checked against
 // an independent one.

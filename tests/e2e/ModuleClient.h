@@ -21,6 +21,11 @@ public:
     // Runs one request through a plugin object made by createVeskCrypto.
     std::string request(const std::string& text);
     nlohmann::json requestJson(const nlohmann::json& request);
+    nlohmann::json call(const std::string& method, const nlohmann::json& args) {
+        return requestJson({{"method", method}, {"args", args}});
+    }
+    // Runs one request; what the module logged meanwhile lands in `logged`.
+    nlohmann::json requestJson(const nlohmann::json& request, std::string& logged);
 
     boost::dll::shared_library& library() { return library_; }
     VeskCryptoPlugin& plugin() { return *plugin_; }
@@ -29,6 +34,9 @@ private:
     boost::dll::shared_library library_;
     boost::shared_ptr<VeskCryptoPlugin> plugin_;
 };
+
+// The log file the module writes in the test process's HOME.
+std::filesystem::path moduleLog();
 
 std::string b64(const std::string& text);
 std::string unb64(const std::string& text);

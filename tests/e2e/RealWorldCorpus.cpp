@@ -1,7 +1,5 @@
 #include "RealWorldCorpus.h"
 
-#include <cstdio>
-
 namespace fs = std::filesystem;
 
 namespace vesk::test {

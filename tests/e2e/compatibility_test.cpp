@@ -30,7 +30,7 @@ protected:
     }
 
     json verify(const fs::path& file) { return client.requestJson(verifyRequest(file)); }
-    static std::string log() { return readFile(tempHome() / ".Vesk" / "editor" / "VeskCryptoModule.log"); }
+    static std::string log() { return readFile(moduleLog()); }
 
     ModuleClient client;
     fs::path dir;

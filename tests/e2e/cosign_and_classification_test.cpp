@@ -29,13 +29,7 @@ protected:
             signRequest(file.string(), output.string(), "Attached", serial, {{"cosign", cosign}}));
     }
     // The answer to "verify" of a file; what the module logged meanwhile lands in `logged`.
-    json verify(const fs::path& file) {
-        const fs::path log = tempHome() / ".Vesk" / "editor" / "VeskCryptoModule.log";
-        const size_t before = readFile(log).size();
-        const json answer = client.requestJson(verifyRequest(file));
-        logged = readFile(log).substr(before);
-        return answer;
-    }
+    json verify(const fs::path& file) { return client.requestJson(verifyRequest(file), logged); }
 
     ModuleClient client;
     fs::path dir;

@@ -49,12 +49,11 @@ class FileSafety : public ::testing::Test {
 protected:
     void SetUp() override { useCadesLibrary(CADES_EMULATOR_PATH); }
 
-    json call(const char* method, const json& args) { return client.requestJson({{"method", method}, {"args", args}}); }
     json sign(const fs::path& file, const fs::path& out, const std::string& type, json extra = json::object()) {
         return client.requestJson(signRequest(file.string(), out.string(), type, kIvanov, extra));
     }
     json saveFile(const fs::path& file, const std::string& text) {
-        return call("save_file", {{"file", b64(file.string())}, {"data", text}});
+        return client.call("save_file", {{"file", b64(file.string())}, {"data", text}});
     }
     // The content of an attached signature, as openssl reads it.
     std::string signedContent(const fs::path& signature) {
@@ -200,7 +199,7 @@ TEST_F(FileSafety, UnpaddedBase64KeepsEveryByte) {
 
     // Inline data signed in full.
     const json info = signRequest("", "", "Attached", kIvanov)["args"]["sign_info"];
-    const json answer = call("sign", {{"document", unpadded}, {"sign_info", info}});
+    const json answer = client.call("sign", {{"document", unpadded}, {"sign_info", info}});
     ASSERT_TRUE(answer["error"].is_null()) << answer.dump();
     writeBytes(scratch / "inline.p7s", unb64(answer["data"]));
     ASSERT_TRUE(opensslVerifies(scratch / "inline.p7s", {}, scratch / "signed.bin"));
@@ -279,7 +278,7 @@ TEST_F(FileSafety, FailedPadesSigningLeavesAWellFormedPdf) {
         EXPECT_EQ(signatures[0].der, std::string(signatures[0].der.size(), '\0')) << "a hole of hex zeros";
         expectQpdfClean(output);
         // Zeros are no signature message: the signature is reported as not verified, nothing more.
-        EXPECT_EQ(call("verify", {{"file", b64(output.string())}}), failed({"ASN1 bad tag value met."}));
+        EXPECT_EQ(client.call("verify", {{"file", b64(output.string())}}), failed({"ASN1 bad tag value met."}));
         fs::remove(output);
     }
 }
@@ -328,9 +327,9 @@ TEST_F(FileSafety, OnlyRegularFilesAreDocuments) {
                   R"({"data":null,"error":["tr{Error convert to base64}"]})");
         EXPECT_EQ(sign(path, dir / "out.sig", "Attached"), failed({"Не удалось прочитать файл"}));
         EXPECT_EQ(sign(path, dir / "out.sgn", "Detached"), failed({"Не удалось прочитать файл"}));
-        const json verified = call("verify", {{"file", file}});
+        const json verified = client.call("verify", {{"file", file}});
         EXPECT_TRUE(verified["data"].is_null() || verified["data"].empty()) << verified.dump();
-        EXPECT_TRUE(call("extract", {{"file", file}, {"provider", "CryptoPRO"}})["data"].is_null());
+        EXPECT_TRUE(client.call("extract", {{"file", file}, {"provider", "CryptoPRO"}})["data"].is_null());
         EXPECT_TRUE(sign(path, dir / "out.sig", "Attached", {{"cosign", true}})["data"].is_null());
     }
     EXPECT_EQ(sign(dir / "pipe.pdf", dir / "out.pdf", "PAdES"), failed({"tr{Файл не существет!}"}));

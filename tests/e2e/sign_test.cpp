@@ -39,10 +39,8 @@ protected:
         const std::regex subject("subject=");
         EXPECT_EQ(std::distance(std::sregex_iterator(certificates.begin(), certificates.end(), subject), {}), 2)
             << certificates;
-        const fs::path log = tempHome() / ".Vesk" / "editor" / "VeskCryptoModule.log";
-        const size_t before = readFile(log).size();
-        const json answer = verify(signature);
-        const std::string logged = readFile(log).substr(before);
+        std::string logged;
+        const json answer = client.requestJson(verifyRequest(signature), logged);
         ASSERT_EQ(answer["data"].size(), 1u) << answer.dump();
         EXPECT_TRUE(answer["data"][0]["Verifyed"]);
         EXPECT_NE(unb64(answer["data"][0]["Subject"]).find("O=ООО «Ромашка»"), std::string::npos);

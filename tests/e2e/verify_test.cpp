@@ -40,9 +40,10 @@ protected:
         fs::create_directories(dir / "tmp");
     }
 
-    json call(const char* method, const json& args) { return client.requestJson({{"method", method}, {"args", args}}); }
-    json verify(const fs::path& file) { return call("verify", {{"file", b64(file.string())}}); }
-    json extract(const fs::path& f) { return call("extract", {{"file", b64(f.string())}, {"provider", "CryptoPRO"}}); }
+    json verify(const fs::path& file) { return client.call("verify", {{"file", b64(file.string())}}); }
+    json extract(const fs::path& f) {
+        return client.call("extract", {{"file", b64(f.string())}, {"provider", "CryptoPRO"}});
+    }
 
     ModuleClient client;
     fs::path dir = makeTempDir("verify");
@@ -129,7 +130,7 @@ TEST_F(Verify, ExtractWritesTheContentToTheTemporaryFolder) {
 
     EXPECT_EQ(extract(writeBytes(dir / "notes.txt", "x")), failed("tr{Расширение файла не соответствует подписи!}"));
     // Without a named provider there is no extractor.
-    EXPECT_EQ(call("extract", {{"file", b64((dir / "report.pdf.sig").string())}}),
+    EXPECT_EQ(client.call("extract", {{"file", b64((dir / "report.pdf.sig").string())}}),
               failed("tr{Объект извлечения данных пуст!}"));
     EXPECT_EQ(extract(dir / "absent.sig"), failed("tr{Не удалось прочитать файл}"));
     opensslSign(writeBytes(dir / "d.txt", "detached"), dir / "d.txt.p7s", "user_gost256", true);
@@ -141,8 +142,8 @@ TEST_F(Verify, InlineDataAndSignature) {
     opensslSign(writeBytes(dir / "p.txt", content), dir / "attached.p7s", "user_gost256", false);
     opensslSign(dir / "p.txt", dir / "detached.p7s", "user_gost256", true);
     auto inlineVerify = [&](const std::string& document, const fs::path& signature, bool attached) {
-        return call("verify",
-                    {{"document", b64(document)}, {"signature", b64(readFile(signature))}, {"attached", attached}});
+        return client.call(
+            "verify", {{"document", b64(document)}, {"signature", b64(readFile(signature))}, {"attached", attached}});
     };
 
     auto answer = inlineVerify("", dir / "attached.p7s", true);

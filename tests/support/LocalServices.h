@@ -3,7 +3,6 @@
 // on 127.0.0.1 at a free port on first use and stopped when the test process ends (the script
 // also stops by itself once this process is gone).
 
-#include <filesystem>
 #include <string>
 
 namespace vesk::test {
@@ -38,12 +37,6 @@ private:
     int input_ = -1;  // the script's standard input; closing it stops the script
     int port_ = 0;
 };
-
-// The CAdES-X Long Type 1 evidence of signer `signer` of a CMS signature file, judged by openssl
-// after tests/support/cades-evidence.py takes it out (into `work`): the signature time-stamp over
-// the signature value, the CAdES-C time-stamp over the value and the references, and the one OCSP
-// answer, verified and "good".
-void expectLongTermEvidence(const std::filesystem::path& signature, const std::filesystem::path& work, int signer = 0);
 
 // An address on 127.0.0.1 where nothing listens (a port just bound and released).
 std::string unreachableUrl();

@@ -20,6 +20,12 @@ int openssl(const std::string& args, std::string* output = nullptr);
 bool opensslVerifies(const std::filesystem::path& signature, const std::filesystem::path& content = {},
                      const std::filesystem::path& out = "/dev/null");
 
+// The CAdES-X Long Type 1 evidence of signer `signer` of a CMS signature file, judged by openssl
+// after tests/support/cades-evidence.py takes it out (into `work`): the signature time-stamp over
+// the signature value, the CAdES-C time-stamp over the value and the references, and the one OCSP
+// answer, verified and "good".
+void expectLongTermEvidence(const std::filesystem::path& signature, const std::filesystem::path& work, int signer = 0);
+
 // The CAdES library the module is pointed at: VESK_TEST_CADES_LIBRARY when set, else the
 // project's emulator.
 std::string cadesLibraryUnderTest();
