@@ -4,6 +4,7 @@
 #include "cryptopro/CpExtract.h"
 #include "cryptopro/CpSigner.h"
 #include "cryptopro/CpVerifySign.h"
+#include "cryptopro/CryptoProInstallation.h"
 #include "cryptopro/CryptoProLibApi.h"
 
 namespace Vesk::Crypto {
@@ -37,6 +38,8 @@ std::shared_ptr<ICertificateStorage> CryptoProviderFactory::getStorage(CryptoPro
 }
 
 bool CryptoProviderFactory::CryptoProIsAvaible() { return CryptoPro::CryptoProLibApi::instance().isLoaded(); }
+
+bool CryptoProviderFactory::CryptoProIsInstalled() { return fstools::cryptoproIsInstalled(); }
 
 std::vector<CryptoProvider> CryptoProviderFactory::getAvaibleCryptoproviderList() {
     std::vector<CryptoProvider> providers;

@@ -22,6 +22,8 @@ public:
     static std::shared_ptr<ICertificateStorage> getStorage(CryptoProvider provider);
 
     static bool CryptoProIsAvaible();  // compat: hosts use this spelling
+    // Whether CryptoPro's tools are installed on this machine, loaded or not.
+    static bool CryptoProIsInstalled();
     static bool OpenSslIsAvaible() { return true; }
     static bool NativeAvaible() { return true; }
     // CryptoPro while its library is loaded, then Native, always.

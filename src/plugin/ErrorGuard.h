@@ -5,7 +5,7 @@
 // other standard exceptions, anything else), any other entry point its fallback value.
 
 #include "common/Logging.h"
-#include "plugin/Answer.h"
+#include "model/Answer.h"
 
 #include <nlohmann/json.hpp>
 

@@ -3,7 +3,7 @@
 // hosts already know from it; the three policies live here only.
 
 #include "common/Logging.h"
-#include "plugin/Answer.h"
+#include "model/Answer.h"
 
 #include <nlohmann/json.hpp>
 

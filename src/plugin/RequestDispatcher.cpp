@@ -2,8 +2,7 @@
 
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
-#include "cryptopro/CryptoProInstallation.h"
-#include "plugin/Answer.h"
+#include "model/Answer.h"
 #include "plugin/BoundedJson.h"
 #include "plugin/ErrorGuard.h"
 #include "plugin/RequestParsers.h"
@@ -27,7 +26,7 @@ struct MethodRow {
 // Tested in this order; the first match wins.
 void parseCryptoProInstalled(const json&, std::string& result) {
     VLOG_VERBOSE << "[F] parseCryptoProInstalled";
-    result = makeAnswer(fstools::cryptoproIsInstalled(), nullptr);
+    result = makeAnswer(CryptoProviderFactory::CryptoProIsInstalled(), nullptr);
 }
 
 constexpr std::array<MethodRow, 12> kMethods = {{

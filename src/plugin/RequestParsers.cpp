@@ -3,16 +3,16 @@
 #include "common/Base64.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
+#include "crypto/CertificateQueries.h"
 #include "crypto/CryptoProviderFactory.h"
+#include "crypto/FileRequests.h"
+#include "crypto/SignOperations.h"
+#include "crypto/VerifyOperations.h"
+#include "model/Answer.h"
 #include "model/Enums.h"
 #include "model/SignOptions.h"
-#include "plugin/Answer.h"
 #include "plugin/BoundedJson.h"
-#include "plugin/CertificateQueries.h"
-#include "plugin/FileRequests.h"
 #include "plugin/ParserFailure.h"
-#include "plugin/SignOperations.h"
-#include "plugin/VerifyOperations.h"
 
 #include <boost/regex.hpp>
 

@@ -4,7 +4,7 @@
 #include "ModuleClient.h"
 #include "SignedInputs.h"
 
-#include "plugin/CertificateQueries.h"
+#include "crypto/CertificateQueries.h"
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>

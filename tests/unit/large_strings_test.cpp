@@ -3,8 +3,8 @@
 // answers (and files) of the plain JSON path, for every request, including awkward ones.
 
 #include "common/Base64.h"
-#include "plugin/Answer.h"
-#include "plugin/FileRequests.h"
+#include "crypto/FileRequests.h"
+#include "model/Answer.h"
 #include "plugin/RequestDispatcher.h"
 #include "plugin/RequestSkeleton.h"
 

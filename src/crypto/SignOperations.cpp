@@ -1,4 +1,4 @@
-#include "plugin/SignOperations.h"
+#include "crypto/SignOperations.h"
 
 #include "common/Base64.h"
 #include "common/FileTools.h"
@@ -8,7 +8,7 @@
 #include "document/DefaultSigner.h"
 #include "document/PAdESTypeSigner.h"
 #include "document/PdfStamping.h"
-#include "plugin/Answer.h"
+#include "model/Answer.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 

@@ -1,8 +1,8 @@
-#include "plugin/FileRequests.h"
+#include "crypto/FileRequests.h"
 
 #include "common/FileTools.h"
 #include "common/Logging.h"
-#include "plugin/Answer.h"
+#include "model/Answer.h"
 
 namespace Vesk::Crypto {
 

@@ -1,4 +1,4 @@
-#include "plugin/Answer.h"
+#include "model/Answer.h"
 
 namespace Vesk::Crypto {
 

@@ -1,8 +1,8 @@
-#include "plugin/CertificateQueries.h"
+#include "crypto/CertificateQueries.h"
 
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
-#include "plugin/Answer.h"
+#include "model/Answer.h"
 
 #include <functional>
 

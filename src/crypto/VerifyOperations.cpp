@@ -1,11 +1,11 @@
-#include "plugin/VerifyOperations.h"
+#include "crypto/VerifyOperations.h"
 
 #include "common/Base64.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
 #include "crypto/SignTypeDeterminator.h"
-#include "plugin/Answer.h"
+#include "model/Answer.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 
