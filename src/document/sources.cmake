@@ -1,5 +1,5 @@
-# Sources of the document signers and verifiers, part of vesk_core.
-target_sources(vesk_core PRIVATE
+# Sources of the document layer (vesk_document): signers and verifiers of PDFs and signature files.
+target_sources(vesk_document PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PAdESTypeSigner.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfCiphers.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfFonts.cpp
@@ -17,4 +17,8 @@ target_sources(vesk_core PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PdfUpdateStart.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfWatermark.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Win1251Encoding.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DefaultSignVerifycator.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DefaultSigner.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfLoading.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfSignVerifycator.cpp
 )
