@@ -3,6 +3,7 @@
 #include "common/Logging.h"
 #include "crypto/CryptoProviderFactory.h"
 #include "model/Answer.h"
+#include "model/OperationGuard.h"
 
 #include <functional>
 
@@ -10,21 +11,20 @@ namespace Vesk::Crypto {
 namespace {
 
 // Runs one query against the provider's storage and answers with the certificates it returns.
-std::string answerCertificates(CryptoProvider provider,
+std::string answerCertificates(const GuardSite& site, CryptoProvider provider,
                                const std::function<CertificateList(ICertificateStorage&)>& query) {
-    try {
+    const auto failure = [&site](Caught kind, const std::string& text) -> std::string {
+        if (kind == Caught::Other) throw;
+        logAtSite(site, (kind == Caught::Json ? "JSON Exception: " : "Exception: ") + text);
+        return makeAnswer(nullptr, text);
+    };
+    return guardOperation(failure, [&]() -> std::string {
         const auto storage = CryptoProviderFactory::getStorage(provider);
         if (!storage) return makeAnswer(nullptr, "tr{Certificate storage is null}");
         const auto certificates = query(*storage);
         if (certificates->empty()) return makeAnswer(nullptr, "tr{Certificates not found}");
         return makeAnswer(*certificates, nullptr);
-    } catch (const nlohmann::json::exception& e) {
-        VLOG_ERROR << "JSON Exception: " << e.what();
-        return makeAnswer(nullptr, e.what());
-    } catch (const std::exception& e) {
-        VLOG_ERROR << "Exception: " << e.what();
-        return makeAnswer(nullptr, e.what());
-    }
+    });
 }
 
 }  // namespace
@@ -32,13 +32,14 @@ std::string answerCertificates(CryptoProvider provider,
 std::string getCertificateList(CryptoProvider provider) {
     initLogger();
     VLOG_VERBOSE << "[F] getCertificateList";
-    return answerCertificates(provider, [](ICertificateStorage& storage) { return storage.getCertificatesList(); });
+    return answerCertificates(VESK_GUARD_SITE, provider,
+                              [](ICertificateStorage& storage) { return storage.getCertificatesList(); });
 }
 
 std::string findCertificate(const std::string& text, CryptoProvider provider) {
     initLogger();
     VLOG_VERBOSE << "[F] findCertificate: " << text;
-    return answerCertificates(provider,
+    return answerCertificates(VESK_GUARD_SITE, provider,
                               [&text](ICertificateStorage& storage) { return storage.findCertificateByString(text); });
 }
 

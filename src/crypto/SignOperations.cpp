@@ -9,10 +9,9 @@
 #include "document/PAdESTypeSigner.h"
 #include "document/PdfStamping.h"
 #include "model/Answer.h"
+#include "model/OperationGuard.h"
 
 #include <boost/algorithm/string/predicate.hpp>
-
-#include <exception>
 
 namespace Vesk::Crypto {
 namespace fs = std::filesystem;
@@ -89,23 +88,16 @@ RequestApiResultPtr signStampedPdf(const std::shared_ptr<ISign>& signer, SignOpt
     return result;
 }
 
-// Runs one signing request with the logger set up; a standard exception it lets out is answered
-// as an unknown signing error.
-template <typename Work>
-std::string guardedSigning(const char* name, Work&& work) {
-    try {
-        initLogger();
-        return work();
-    } catch (const std::exception& e) {
-        VLOG_ERROR << name << ": " << e.what();
-        return makeErrorAnswer(std::string("tr{Unknown error on sign:} ") + e.what());
-    }
+// A standard exception a signing request lets out is answered as an unknown signing error.
+auto signingFailure(const GuardSite& site, const char* name) {
+    return unknownErrorAnswer(site, name, "tr{Unknown error on sign:} ");
 }
 
 }  // namespace
 
 std::string signFile(SignOptions& options, InternalSignOptions& internal) {
-    return guardedSigning("signFile", [&]() -> std::string {
+    return guardOperation(signingFailure(VESK_GUARD_SITE, "signFile"), [&]() -> std::string {
+        initLogger();
         VLOG_VERBOSE << "[F] signFile";
         // Without an output nothing is written, and the input is never taken for it.
         if (options.attach_type == SignAttachType::Detached) {
@@ -149,7 +141,8 @@ std::string signFile(SignOptions& options, InternalSignOptions& internal) {
 }
 
 std::string cosignFile(SignOptions& options, InternalSignOptions& internal) {
-    return guardedSigning("cosignFile", [&]() -> std::string {
+    return guardOperation(signingFailure(VESK_GUARD_SITE, "cosignFile"), [&]() -> std::string {
+        initLogger();
         VLOG_VERBOSE << "[F] cosignFile";
         const Formats formats = SignTypeDeterminator::getSignFormats(options.file);
         if (formats.empty()) return refusal("tr{Список форматов подписей файла пуст!}");
@@ -194,7 +187,8 @@ std::string cosignFile(SignOptions& options, InternalSignOptions& internal) {
 }
 
 std::string signData(SignOptions& options, InternalSignOptions& internal, const std::string& data) {
-    return guardedSigning("signData", [&]() -> std::string {
+    return guardOperation(signingFailure(VESK_GUARD_SITE, "signData"), [&]() -> std::string {
+        initLogger();
         VLOG_VERBOSE << "[F] signData";
         const auto signer = CryptoProviderFactory::getSigner(options.provider);
         if (!signer) {

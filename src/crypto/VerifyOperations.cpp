@@ -6,10 +6,9 @@
 #include "crypto/CryptoProviderFactory.h"
 #include "crypto/SignTypeDeterminator.h"
 #include "model/Answer.h"
+#include "model/OperationGuard.h"
 
 #include <boost/algorithm/string/predicate.hpp>
-
-#include <exception>
 
 namespace Vesk::Crypto {
 namespace fs = std::filesystem;
@@ -54,7 +53,8 @@ private:
 }  // namespace
 
 std::string verifySign(const fs::path& file, CryptoProvider /*provider*/) {
-    try {
+    const auto failure = unknownErrorAnswer(VESK_GUARD_SITE, "verifySign", "tr{Unknown error on verify:} ");
+    return guardOperation(failure, [&]() -> std::string {
         initLogger();
         VLOG_VERBOSE << "[F] verifySign";
         MergedVerification merged;
@@ -65,15 +65,13 @@ std::string verifySign(const fs::path& file, CryptoProvider /*provider*/) {
             merged.add(SignTypeDeterminator::verifySign(file, provider));
         }
         return dumpCompact(merged.answer());
-    } catch (const std::exception& e) {
-        VLOG_ERROR << "verifySign: " << e.what();
-        return makeErrorAnswer(std::string("tr{Unknown error on verify:} ") + e.what());
-    }
+    });
 }
 
 std::string verifySign(const std::string& data, const std::string& signature, bool attached,
                        CryptoProvider /*provider*/) {
-    try {
+    const auto failure = unknownErrorAnswer(VESK_GUARD_SITE, "verifySignData", "tr{Unknown error on verify:} ");
+    return guardOperation(failure, [&]() -> std::string {
         initLogger();
         VLOG_VERBOSE << "[F] verifySignData";  // compat: log readers know this tag
         const std::string dataText = base64::decode(data);
@@ -93,14 +91,12 @@ std::string verifySign(const std::string& data, const std::string& signature, bo
         nlohmann::json answer = merged.answer();
         answer["chain"] = merged.chain();
         return dumpCompact(answer);
-    } catch (const std::exception& e) {
-        VLOG_ERROR << "verifySignData: " << e.what();
-        return makeErrorAnswer(std::string("tr{Unknown error on verify:} ") + e.what());
-    }
+    });
 }
 
 std::string extractData(const fs::path& file, CryptoProvider provider) {
-    try {
+    const auto failure = unknownErrorAnswer(VESK_GUARD_SITE, "ExtractData", "tr{Unknown error on extract:} ");
+    return guardOperation(failure, [&]() -> std::string {
         initLogger();
         VLOG_VERBOSE << "[F] ExtractData";  // compat: log readers know this tag
         const auto [signExtension, extension] = SignTypeDeterminator::isSignExtension(file);
@@ -127,10 +123,7 @@ std::string extractData(const fs::path& file, CryptoProvider provider) {
         if (content.empty()) return makeAnswer(nullptr, "tr{Извлеченные данные пусты!}");
         if (!fstools::saveVectorToFile(output, content)) return makeAnswer(nullptr, "tr{Ошибка сохранения файла!}");
         return makeAnswer(base64::encode(output.string()), nullptr);
-    } catch (const std::exception& e) {
-        VLOG_ERROR << "ExtractData: " << e.what();
-        return makeErrorAnswer(std::string("tr{Unknown error on extract:} ") + e.what());
-    }
+    });
 }
 
 }  // namespace Vesk::Crypto

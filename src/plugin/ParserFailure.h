@@ -4,11 +4,12 @@
 
 #include "common/Logging.h"
 #include "model/Answer.h"
+#include "model/OperationGuard.h"
 
 #include <nlohmann/json.hpp>
 
-#include <exception>
 #include <string>
+#include <utility>
 
 namespace Vesk::Crypto {
 
@@ -42,19 +43,19 @@ inline void parserFailed(const ParserSite& site, ParserFailure policy, std::stri
 
 }  // namespace detail
 
+// The parser's work writes its answer into `result`; what it lets out is settled by the policy.
 template <typename Work>
 void runParser(const ParserSite& site, ParserFailure policy, std::string& result, Work&& work) {
-    try {
+    const auto failure = [&](Caught kind, const std::string&) -> std::string {
+        if (kind == Caught::Json && policy == ParserFailure::RethrowJson) throw;
+        if (kind == Caught::Other && policy != ParserFailure::Answer) throw;
+        detail::parserFailed(site, policy, result);
+        return std::move(result);
+    };
+    result = guardOperation(failure, [&]() -> std::string {
         work();
-    } catch (const nlohmann::json::exception&) {
-        if (policy == ParserFailure::RethrowJson) throw;
-        detail::parserFailed(site, policy, result);
-    } catch (const std::exception&) {
-        detail::parserFailed(site, policy, result);
-    } catch (...) {
-        if (policy != ParserFailure::Answer) throw;
-        detail::parserFailed(site, policy, result);
-    }
+        return std::move(result);
+    });
 }
 
 }  // namespace Vesk::Crypto

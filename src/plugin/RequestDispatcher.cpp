@@ -23,12 +23,12 @@ struct MethodRow {
     Handler handler;
 };
 
-// Tested in this order; the first match wins.
 void parseCryptoProInstalled(const json&, std::string& result) {
     VLOG_VERBOSE << "[F] parseCryptoProInstalled";
     result = makeAnswer(CryptoProviderFactory::CryptoProIsInstalled(), nullptr);
 }
 
+// Tested in this order; the first match wins.
 constexpr std::array<MethodRow, 12> kMethods = {{
     {"get_list", &parseGetList},
     {"get_providers", &parseGetProviders},
@@ -44,24 +44,22 @@ constexpr std::array<MethodRow, 12> kMethods = {{
     {"extract", &parseExtractRequest},
 }};
 
-// Every request text the dispatcher parses, whole or as a skeleton, goes through here: nesting
-// is bounded before the tree is built.
-json parseRequestText(std::string_view text) { return parseRequestJson(text); }
-
 void dispatch(std::string_view request, std::string& result, LargeStrings largeStrings) {
     // A save_file request is parsed without its document, which its handler reads in place. A
     // skeleton that does not parse tells nothing: the whole text is parsed for the library's message.
+    // Every request text parsed here, whole or as a skeleton, has its nesting bounded before the
+    // tree is built (parseRequestJson).
     std::optional<RequestSkeleton> skeleton;
     if (largeStrings == LargeStrings::ReadInPlace) skeleton = cutSaveFileData(request);
     json parsed;
     if (skeleton) {
         try {
-            parsed = parseRequestText(skeleton->text);
+            parsed = parseRequestJson(skeleton->text);
         } catch (const json::exception&) {
             skeleton.reset();
         }
     }
-    if (!skeleton) parsed = parseRequestText(request);
+    if (!skeleton) parsed = parseRequestJson(request);
 
     if (!checkJsonParametersExists(parsed, "method") || !checkJsonParametersExists(parsed, "args")) {
         result = makeErrorAnswer("tr{Request not contains param 'method' or 'args'}");
@@ -96,8 +94,6 @@ bool executeJsonRequestText(std::string_view request, std::string& result, Large
         // Loads the library on first use; whether it loaded only goes to the log.
         VLOG_INFO << (CryptoProviderFactory::CryptoProIsAvaible() ? "CP API Load SUCCESS" : "CP API Load FAIL");
         dispatch(request, result, largeStrings);
-    });
-    guardRequest(result, [&] {
         if (result.empty()) {
             VLOG_ERROR << "Result empty, Exit.";
             result = makeErrorAnswer("tr{Nothing for do.}");
