@@ -32,6 +32,23 @@ function(vesk_gzip input output)
 endfunction()
 
 # Each package's copyright and changelog, as Debian documentation folders hold them.
+# The copyright file is made from LICENSE: the notice its appendix gives for applying the licence,
+# as the continuation lines of the License paragraph (each line indented by one space, an empty
+# line written " ."), and where Debian keeps the full text, as Debian asks.
+file(READ ${PROJECT_SOURCE_DIR}/LICENSE license_text)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/LICENSE)
+string(REGEX MATCH "Licensed under the Apache License, Version 2\\.0.*limitations under the License\\." notice "${license_text}")
+if(NOT notice)
+  message(FATAL_ERROR "LICENSE does not carry the Apache License 2.0 notice")
+endif()
+string(REGEX REPLACE "\n[ \t]*" "\n " notice " ${notice}")
+string(REPLACE "\n \n" "\n .\n" notice "${notice}")
+set(VESK_LICENSE_PARAGRAPH "${notice}
+ .
+ On Debian systems, the complete text of the Apache License, Version 2.0 can be
+ found in \"/usr/share/common-licenses/Apache-2.0\".")
+set(VESK_COPYRIGHT_FILE ${PROJECT_BINARY_DIR}/doc/copyright)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/copyright.in ${VESK_COPYRIGHT_FILE} @ONLY)
 string(REGEX REPLACE "^(..)(..)(..)(..)(..)$" "20\\1-\\2-\\3 \\4:\\5 UTC" release_time "${VESK_BUILD_STAMP}")
 execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C date -u -R -d "${release_time}"
   OUTPUT_VARIABLE release_date OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
@@ -45,7 +62,7 @@ foreach(component IN ITEMS runtime dev cli)
  -- ${VESK_PACKAGE_MAINTAINER}  ${release_date}
 ")
   vesk_gzip(${changelog} ${changelog}.gz)
-  install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright ${changelog}.gz
+  install(FILES ${VESK_COPYRIGHT_FILE} ${changelog}.gz
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package} COMPONENT ${component})
 endforeach()
 
