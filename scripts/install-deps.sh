@@ -14,6 +14,8 @@ packages=(
   # The fuzz targets (scripts/fuzz.sh): clang with its libFuzzer runtime, the symbolizer for
   # readable reports, and independent PDF writers for the seeds.
   clang libclang-rt-14-dev llvm-14 ghostscript mupdf-tools python3
+  # The style checks (scripts/check-style.sh).
+  clang-format clang-tidy
   # The install test checks the Debian packages.
   lintian
 )

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is needed, then builds and runs the whole test suite twice: a normal build
-# and a build with AddressSanitizer and UBSan. In CI (CI=true) the fuzz targets then run for
-# $VESK_FUZZ_SECONDS (default 120) seconds each.
+# (followed by the style checks) and a build with AddressSanitizer and UBSan. In CI (CI=true)
+# the fuzz targets then run for $VESK_FUZZ_SECONDS (default 120) seconds each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,6 +19,8 @@ run_suite() {
 }
 
 run_suite build -DVESK_SANITIZE=OFF -DVESK_BUILD_BENCH=ON
+# The format of every C++ file and clang-tidy over the module, as README.md promises.
+bash scripts/check-style.sh build
 # The sanitizers stop at the first error; leaks of the host's own allocations count too.
 # The tests load and unload the module, which has thread-local storage; GCC 12's leak checker
 # keeps the unloaded module's dynamic TLS blocks on its list and now and then crashes scanning
