@@ -3,6 +3,8 @@
 #include "ModuleLoader.h"
 #include "Subcommands.h"
 
+#include "common/CommandFileLines.h"
+
 #include <nlohmann/json.hpp>
 
 #include <fstream>
@@ -73,14 +75,12 @@ bool answerIsSuccess(const std::string& answer) {
     return parsed.is_object() && parsed.contains("error") && parsed.at("error").is_null();
 }
 
-bool isBatchComment(const std::string& line) { return line.empty() || line == "\r" || line.compare(0, 2, "//") == 0; }
-
 // Runs every request line of a stream; returns true when all answers succeeded.
 bool runLines(ModuleLoader& module, std::istream& in, bool skipComments) {
     bool allSucceeded = true;
     std::string line;
     while (std::getline(in, line)) {
-        if (skipComments ? isBatchComment(line) : line.empty()) continue;
+        if (skipComments ? Vesk::Crypto::isCommandFileComment(line) : line.empty()) continue;
         const auto answer = module.execute(line);
         std::cout << answer << "\n\n" << std::flush;
         allSucceeded = answerIsSuccess(answer) && allSucceeded;

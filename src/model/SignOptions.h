@@ -5,7 +5,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -51,15 +50,12 @@ struct SignOptions {
     CryptoProvider provider = CryptoProvider::None;
     bool cosign = false;
     bool cosign_force = false;
-    bool input_replaced = false;  // set by the signing operations, never read from a request
     bool save_with_errors = true;
     std::string lang = "ru";
 };
 
-// What the module itself adds to a sign request.
-struct InternalSignOptions {
-    std::time_t sign_time = 0;  // whole seconds, taken when the request is read
-};
+// What the module itself adds to a sign request, carried beside it to the signers; nothing yet.
+struct InternalSignOptions {};
 
 void from_json(const nlohmann::json& j, WatermarkOptions::WatermarkStrings& line);
 void to_json(nlohmann::json& j, const WatermarkOptions::WatermarkStrings& line);

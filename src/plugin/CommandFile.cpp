@@ -1,5 +1,6 @@
 #include "plugin/RequestDispatcher.h"
 
+#include "common/CommandFileLines.h"
 #include "common/FileTools.h"
 #include "common/Logging.h"
 
@@ -23,7 +24,7 @@ std::string executeCommandsFromFile(const std::string& path) {
     std::string answers;
     std::string line;
     while (std::getline(in, line)) {
-        if (line.empty() || line == "\r" || line.compare(0, 2, "//") == 0) continue;
+        if (isCommandFileComment(line)) continue;
         std::string answer;
         executeJsonRequest(line, answer);
         answers += answer;

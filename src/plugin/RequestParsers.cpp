@@ -16,8 +16,6 @@
 
 #include <boost/regex.hpp>
 
-#include <chrono>
-
 namespace Vesk::Crypto {
 namespace {
 
@@ -189,7 +187,6 @@ void parseSignRequest(const json& request, std::string& result) {
         }
         SignOptions options = args.get<SignOptions>();
         InternalSignOptions internal;
-        internal.sign_time = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
         for (auto& line : options.watermark.strings) {
             try {
                 addSignTime(line, internal);
