@@ -173,6 +173,7 @@ void initLogger() {
             replayEarlyRecords(*logger);
             g_logger.store(logger.get());
         } catch (const std::exception&) {
+            // compat: the text names the logger the module used before, and log readers know it
             std::cout << "Error on plog initialization" << std::endl;
         }
     });
