@@ -2,8 +2,10 @@
 
 #include "common/FileTools.h"
 #include "common/Logging.h"
+#include "document/PdfPageSelection.h"
 #include "document/PdfRequestTexts.h"
-#include "document/PdfSteps.h"
+#include "document/PdfStepRunner.h"
+#include "document/PdfUpdateOpening.h"
 #include "document/PdfUpdateStart.h"
 #include "document/PdfWatermark.h"
 

@@ -12,7 +12,7 @@ target_sources(vesk_document PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureProbe.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStampCanvas.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStamping.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/PdfSteps.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfStepRunner.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStreamDecryption.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfUpdateStart.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfWatermark.cpp
@@ -21,4 +21,6 @@ target_sources(vesk_document PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/DefaultSigner.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfLoading.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignVerifycator.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfPageSelection.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfUpdateOpening.cpp
 )

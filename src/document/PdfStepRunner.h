@@ -1,34 +1,20 @@
 #pragma once
-// Steps shared by the PDF signer and the stamp: PoDoFo work whose failure becomes the result's one
-// message, loading for an incremental update, the encryption's permissions, the pages a stamp
-// selector names.
+// Steps of PoDoFo work shared by the PDF signer and the stamp, whose failure becomes the result's
+// one message.
 
 #include "common/Logging.h"
-#include "document/PdfIncrementalUpdate.h"
 #include "model/Results.h"
 
 #include <podofo/podofo.h>
 
 #include <exception>
-#include <filesystem>
-#include <memory>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace Vesk::Crypto {
 
-inline constexpr int kLastPage = -1;
-inline constexpr int kEveryPage = -2;
-
 // Makes the result a failure with this one message.
 RequestApiResultPtr fail(RequestApiResultPtr result, const std::string& message);
-
-// Logs that the PDF has no pages; the message of that failure.
-std::string noPagesMessage(const std::filesystem::path& file);
-
-// The pages a watermark selector names; PdfError for an index the document does not have.
-std::vector<PoDoFo::PdfPage*> selectedPages(PoDoFo::PdfMemDocument& document, int selector);
 
 // The texts of one kind of PDF step's failure: "tr{CONTEXT:} what" for PoDoFo's and standard
 // errors; anything else gets the unknown texts, or passes on when there are none.
@@ -68,14 +54,5 @@ template <typename Step>
 bool runWatermarkStep(const RequestApiResultPtr& result, Step&& step) {
     return runPdfStep(result, kWatermarkStep, std::forward<Step>(step));
 }
-
-// Loads the bytes for an incremental update; null after a failure, which becomes the one load
-// message (or the refusal of a file that needs a password). A page tree whose count the file does
-// not hold is such a failure: the stamp loops over the pages that count promises.
-std::unique_ptr<PdfIncrementalUpdate> openForUpdate(PoDoFo::PdfMemDocument& document, const std::vector<char>& pdf,
-                                                    const RequestApiResultPtr& result);
-
-// A permission the document's encryption withholds; false after the refusal is recorded.
-bool permitted(const std::string& refusal, const RequestApiResultPtr& result);
 
 }  // namespace Vesk::Crypto

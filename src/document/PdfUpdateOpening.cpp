@@ -1,31 +1,12 @@
-#include "document/PdfSteps.h"
+#include "document/PdfUpdateOpening.h"
 
+#include "common/Logging.h"
 #include "document/PdfPages.h"
+#include "document/PdfStepRunner.h"
 
 namespace Vesk::Crypto {
 
 using namespace PoDoFo;
-
-RequestApiResultPtr fail(RequestApiResultPtr result, const std::string& message) {
-    result->success = false;
-    result->errors.assign(1, message);
-    return result;
-}
-
-std::string noPagesMessage(const std::filesystem::path& file) {
-    VLOG_ERROR << "Pages in " << file.string() << " zero, exit.";
-    return "tr{File} " + file.string() + " tr{not contains pages}";
-}
-
-std::vector<PdfPage*> selectedPages(PdfMemDocument& document, int selector) {
-    std::vector<PdfPage*> pages;
-    if (selector == kEveryPage) {
-        for (int i = 0; i < document.GetPageCount(); ++i) pages.push_back(document.GetPage(i));
-    } else {
-        pages.push_back(document.GetPage(selector == kLastPage ? document.GetPageCount() - 1 : selector));
-    }
-    return pages;
-}
 
 std::unique_ptr<PdfIncrementalUpdate> openForUpdate(PdfMemDocument& document, const std::vector<char>& pdf,
                                                     const RequestApiResultPtr& result) {
