@@ -150,7 +150,7 @@ TEST_P(FifoAtPath, IsAnsweredAtOnce) {
     EXPECT_EQ(json::parse(client.request(R"({"method":"version","args":{}})"))["error"], nullptr);
     EXPECT_TRUE(fs::is_fifo(GetParam() == "library" ? fifo : moduleLog()));
 }
-INSTANTIATE_TEST_SUITE_P(Hostile, FifoAtPath, ::testing::Values("log", "linkToLog"));
+INSTANTIATE_TEST_SUITE_P(Hostile, FifoAtPath, ::testing::Values("log", "linkToLog", "library"));
 
 // The search string names the signature field; bytes that are not UTF-8 (CP1251, a UTF-16 byte
 // order mark) made PoDoFo read past its buffer. They are refused before the PDF is touched.
