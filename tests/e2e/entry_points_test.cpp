@@ -112,14 +112,15 @@ TEST(EntryPoints, LoadingAndClosingAgainAndAgainKeepsMemoryFlat) {
     fs::create_directories(tempHome() / ".Vesk" / "editor");
     std::ofstream(tempHome() / ".Vesk" / "editor" / "settings.json") << R"({"cades":")" CADES_EMULATOR_PATH R"("})";
     const auto pdf = makeTempDir("reload") / "doc.pdf";
-    ASSERT_EQ(runCommand("printf '%%!PS\\n/Helvetica findfont 12 scalefont setfont 72 720 moveto (Page) show showpage\\n'"
-                         " | ps2pdf - " + q(pdf)).exitCode, 0);
+    const std::string page = "%!PS\n/Helvetica findfont 12 scalefont setfont 72 720 moveto (Page) show showpage\n";
+    ASSERT_EQ(runCommand("printf '%s' " + shellQuote(page) + " | ps2pdf - " + q(pdf)).exitCode, 0);
     const std::string verify = R"({"method":"verify","args":{"file":")" + b64(pdf.string()) + R"("}})";
     long settled = 0;
     for (int round = 0; round < 200; ++round) {
         ModuleClient client;  // loads the module; closes it when the round ends
         ASSERT_EQ(client.request(kVersionRequest), kVersionAnswer);
-        ASSERT_EQ(client.request(verify), R"({"data":null,"error":["tr{This PDF file does not contain a signature.}"]})");
+        ASSERT_EQ(client.request(verify),
+                  R"({"data":null,"error":["tr{This PDF file does not contain a signature.}"]})");
         if (round == 9) settled = residentKib();
     }
     ASSERT_GT(settled, 0);

@@ -140,8 +140,10 @@ TEST_P(FifoAtPath, IsAnsweredAtOnce) {
         useCadesLibrary(fifo.string());
     } else {
         fs::remove(moduleLog());
-        if (GetParam() == "log") fs::rename(fifo, moduleLog());
-        else fs::create_symlink(fifo, moduleLog());
+        if (GetParam() == "log")
+            fs::rename(fifo, moduleLog());
+        else
+            fs::create_symlink(fifo, moduleLog());
     }
     std::string answer;
     onSmallStack([&] { answer = client.request(R"({"method":"get_providers","args":{}})"); }, std::chrono::seconds(10));
