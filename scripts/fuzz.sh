@@ -1,21 +1,28 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer targets with clang, AddressSanitizer and UBSan, makes their seed corpora
-# from real requests and from PDFs written by ghostscript, mupdf, qpdf and the module itself, and
-# runs each target for a bounded time. Fails on any crash, sanitizer report, hang or leak.
+# Builds the libFuzzer targets with clang, AddressSanitizer and UBSan, lays out their seed corpora
+# and runs each target for a bounded time. Fails on any crash, sanitizer report, hang or leak.
 #
 #   scripts/fuzz.sh [SECONDS] [TARGET...]
 #
-# SECONDS is the time per target (default 120); TARGET is request_fuzzer and/or pdf_fuzzer
-# (default both, one after the other). Build folder: $VESK_FUZZ_BUILD or build-fuzz. The corpora
-# grow in BUILD/fuzz/corpus-TARGET across runs; a crashing input is left in BUILD/fuzz/artifacts.
+# SECONDS is the time per target (default 90); TARGET is any of request_fuzzer, pdf_fuzzer,
+# settings_fuzzer and cms_fuzzer (default all four, one after the other). Build folder:
+# $VESK_FUZZ_BUILD or build-fuzz.
+#
+# The seeds start from what the repository keeps as text: tests/fuzz/seeds/TARGET (request texts,
+# whose relative file names mean the sandbox's files; settings files; signature texts), the PDFs
+# of tests/e2e/make-pdf-corpus.sh and of the writers below, signed files made by the module, and
+# the PDFs of any generator of attacked files (tests/e2e/make-attack-corpus.py OUT) present. The
+# inputs in tests/fuzz/regressions/TARGET, each of which once made a target fail, are replayed
+# first. The corpora grow in BUILD/fuzz/corpus-TARGET across runs; a failing input is left in
+# BUILD/fuzz/artifacts: add it to tests/fuzz/regressions/TARGET.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
 
-seconds=${1:-120}
+seconds=${1:-90}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(request_fuzzer pdf_fuzzer)
+[ ${#targets[@]} -gt 0 ] || targets=(request_fuzzer pdf_fuzzer settings_fuzzer cms_fuzzer)
 case "$seconds" in '' | *[!0-9]*) echo "usage: $0 [SECONDS] [TARGET...]" >&2; exit 2 ;; esac
 
 build=${VESK_FUZZ_BUILD:-build-fuzz}
@@ -24,15 +31,19 @@ jobs=$(nproc 2>/dev/null || echo 2)
 echo "== Build the fuzz targets in $build"
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVESK_FUZZ=ON -DVESK_SANITIZE=ON \
   -DVESK_BUILD_TESTS=OFF -DVESK_BUILD_BENCH=OFF >/dev/null
-cmake --build "$build" -j"$jobs" --target request_fuzzer pdf_fuzzer vesk-crypto vesk-sample-pdf
+cmake --build "$build" -j"$jobs" --target request_fuzzer pdf_fuzzer settings_fuzzer cms_fuzzer vesk-crypto \
+  vesk-sample-pdf
 bin=$(cd "$build/bin" && pwd)
 
 work=$(cd "$build" && pwd)/fuzz
 sandbox=$work/sandbox
 seeds=$work/seeds
 rm -rf "$sandbox" "$seeds" "$work/pki"
-mkdir -p "$sandbox/pristine" "$sandbox/home/.Vesk/editor" "$sandbox/tmp" "$seeds/request_fuzzer" \
-  "$seeds/pdf_fuzzer" "$work/artifacts"
+mkdir -p "$sandbox/pristine" "$sandbox/home/.Vesk/editor" "$sandbox/tmp" "$work/artifacts" "$work/pdfs"
+for target in request_fuzzer pdf_fuzzer settings_fuzzer cms_fuzzer; do
+  mkdir -p "$seeds/$target"
+  if [ -d "tests/fuzz/seeds/$target" ]; then cp tests/fuzz/seeds/"$target"/* "$seeds/$target/"; fi
+done
 
 # The sanitizers stop at the first error. The seed tools may keep what they allocate at exit.
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
@@ -75,49 +86,23 @@ cp "$files/text.txt" "$work/attach.txt"
 "$cli" sign "$work/attach.txt" --attached --cert 4512 --out "$files/letter.txt.sig" >/dev/null
 "$cli" sign "$files/text.txt" --detached --cert 4512 --out "$files/text.txt.sgn" >/dev/null
 for pdf in "$files"/*.pdf; do cp "$pdf" "$seeds/pdf_fuzzer/"; done
-
-# Requests as a host sends them, on the files above; the target restores the files before each run.
-python3 - "$sandbox/files" "$seeds/request_fuzzer" <<'PY'
-import base64, json, sys
-files, out = sys.argv[1], sys.argv[2]
-def b64(text): return base64.b64encode(text.encode()).decode()
-def f(name): return b64(files + "/" + name)
-stamp = {"page": -1, "x": 45, "y": 78, "x2": 95, "y2": 92, "padding": 2, "split_long_strings": True,
-         "strings": [{"text": "Подписано: <sign_date:01.02.2024>", "font_size": 9, "bold": True},
-                     {"text": "Петрова М. С.", "alignment": "Center", "font_color": "#0000FF"}]}
-def sign(file, attach, out=None, reason=None, **extra):
-    info = {"provider": "CryptoPRO", "attach_type": attach, "search_string": b64("4512")}
-    info.update(extra)
-    args = {"file": f(file), "sign_info": info}
-    if reason: args["reason"] = reason
-    if out: args["output_file"] = f(out)
-    return {"method": "sign", "args": args}
-requests = [
-    {"method": "version", "args": {}},
-    {"method": "get_providers", "args": {}},
-    {"method": "is_cryptopro_installed", "args": {}},
-    {"method": "log", "args": {"level": "info", "text": "Привет", "nested": [[{"a": [1, 2.5, None, True]}]]}},
-    {"method": "get_list", "args": {"provider": "CryptoPRO"}},
-    {"method": "exists", "args": {"file": f("sample.pdf")}},
-    {"method": "get_file_on_base64", "args": {"file": f("text.txt")}},
-    {"method": "save_file", "args": {"file": f("saved.bin"), "data": b64("saved bytes")}},
-    {"method": "verify", "args": {"file": f("signed.pdf")}},
-    {"method": "verify", "args": {"file": f("cosigned.pdf"), "provider": "CryptoPRO"}},
-    {"method": "verify", "args": {"file": f("letter.txt.sig")}},
-    {"method": "verify", "args": {"document": b64("A contract to sign.\n"), "signature": b64("MAA="), "attached": False}},
-    {"method": "extract", "args": {"file": f("letter.txt.sig")}},
-    sign("sample.pdf", "PAdES", "out.pdf", watermark=stamp),
-    sign("gs.pdf", "PAdES", None, watermark=dict(stamp, page=-2, clickable=True), reason="Согласовано"),
-    sign("signed.pdf", "PAdES", "co.pdf", cosign=True, watermark=dict(stamp, page=1)),
-    sign("text.txt", "Attached", "text.sig", cades_type="CadesBes"),
-    sign("text.txt", "Detached", "text.sgn"),
-    sign("letter.txt.sig", "Attached", None, cosign=True),
-    {"method": "unknown", "args": []},
-]
-for i, request in enumerate(requests):
-    with open(f"{out}/request-{i:02d}.json", "w", encoding="utf-8") as seed:
-        seed.write(json.dumps(request, ensure_ascii=False))
-PY
+cp "$files/letter.txt.sig" "$files/text.txt.sgn" "$seeds/cms_fuzzer/"
+# The producers' PDFs of the real-world tests (the script wants gs-sizes.pdf beside it first).
+cat >"$work/pdfs/sizes.ps" <<'PS'
+%!PS
+<< /PageSize [595 842] >> setpagedevice /Helvetica findfont 18 scalefont setfont
+72 760 moveto (A4) show showpage
+<< /PageSize [612 792] >> setpagedevice 72 700 moveto (Letter) show showpage
+<< /PageSize [595 420] >> setpagedevice 72 360 moveto (A5 landscape) show showpage
+PS
+(cd "$work/pdfs" && ps2pdf sizes.ps gs-sizes.pdf && bash "$root/tests/e2e/make-pdf-corpus.sh") >/dev/null 2>&1 ||
+  echo "warning: some producer PDFs could not be made" >&2
+# Attacked PDFs, when their generator is there.
+if [ -f tests/e2e/make-attack-corpus.py ]; then
+  python3 tests/e2e/make-attack-corpus.py "$work/pdfs" >/dev/null || echo "warning: the attacked PDFs could not be made" >&2
+fi
+for pdf in "$work/pdfs"/*.pdf; do cp "$pdf" "$seeds/pdf_fuzzer/"; done
+echo "seeds: $(for t in "${targets[@]}"; do printf '%s %s  ' "$t" "$(ls "$seeds/$t" | wc -l)"; done)"
 
 # fontconfig keeps its caches behind offsets instead of pointers, so the leak checker takes them
 # for leaks; everything else that is lost counts.
@@ -125,6 +110,16 @@ printf 'leak:libfontconfig.so\n' >"$work/lsan.supp"
 # intercept_tls_get_addr=0: see scripts/test.sh.
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:intercept_tls_get_addr=0 LSAN_OPTIONS=suppressions=$work/lsan.supp
 status=0
+for target in "${targets[@]}"; do
+  kept=("$root/tests/fuzz/regressions/$target"/*)
+  [ -e "${kept[0]}" ] || continue
+  echo "== $target replays ${#kept[@]} kept inputs"
+  if ! "$bin/$target" "${kept[@]}" >"$work/$target-replay.log" 2>&1; then
+    status=1
+    echo "$target FAILED on a kept input; its log ($work/$target-replay.log) ends with:" >&2
+    tail -n 60 "$work/$target-replay.log" >&2
+  fi
+done
 for target in "${targets[@]}"; do
   corpus=$work/corpus-$target
   mkdir -p "$corpus"
@@ -134,6 +129,8 @@ for target in "${targets[@]}"; do
   # the start; PDFs keep their whole seed files (the cross-references are at the end).
   case $target in
     request_fuzzer) lengths=(-max_len=16384 -len_control=0) ;;
+    settings_fuzzer) lengths=(-max_len=4096) ;;
+    cms_fuzzer) lengths=(-max_len=65536) ;;
     *) lengths=(-max_len=262144) ;;
   esac
   if ! "$bin/$target" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 "${lengths[@]}" \

@@ -1,6 +1,14 @@
 #include "ModuleLoader.h"
 
+#include "common/FileDescriptor.h"
+
 #include <boost/dll/runtime_symbol_info.hpp>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -15,17 +23,40 @@ std::filesystem::path defaultLibrary() {
     return "libVeskCrypto.so.1";  // left to the system's library search
 }
 
+// Points standard error at /dev/null while it lives, so that what the module writes there (its
+// console log) stays out of this program's output; this program's own messages come between.
+class StandardErrorMuted {
+public:
+    StandardErrorMuted() {
+        std::fflush(stderr);
+        const Vesk::Crypto::fstools::FileDescriptor null(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+        if (null.valid() && saved_.valid()) ::dup2(null.get(), STDERR_FILENO);
+    }
+    ~StandardErrorMuted() {
+        std::fflush(stderr);
+        if (saved_.valid()) ::dup2(saved_.get(), STDERR_FILENO);
+    }
+    StandardErrorMuted(const StandardErrorMuted&) = delete;
+    StandardErrorMuted& operator=(const StandardErrorMuted&) = delete;
+
+private:
+    Vesk::Crypto::fstools::FileDescriptor saved_{::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)};
+};
+
 }  // namespace
 
-ModuleLoader::ModuleLoader(const std::filesystem::path& library)
+ModuleLoader::ModuleLoader(const std::filesystem::path& library, bool showModuleLog)
     : library_(library.empty() ? defaultLibrary() : library,
-               boost::dll::load_mode::search_system_folders | boost::dll::load_mode::rtld_now) {
+               boost::dll::load_mode::search_system_folders | boost::dll::load_mode::rtld_now),
+      showModuleLog_(showModuleLog) {
     // The alias holds the factory's address; the library stays loaded while library_ lives.
     auto& factory = *library_.get<Vesk::Crypto::PluginFactory*>(Vesk::Crypto::kCreateVeskCrypto);
     plugin_ = factory();
 }
 
 std::string ModuleLoader::execute(const std::string& request) {
+    std::optional<StandardErrorMuted> muted;
+    if (!showModuleLog_) muted.emplace();
     plugin_->executeRequest(request.data(), request.size());
     return std::string(plugin_->getResultString(), plugin_->getResultLength());
 }

@@ -11,8 +11,9 @@
 
 class ModuleLoader {
 public:
-    // Loads the module; an empty path means the one built beside this program.
-    explicit ModuleLoader(const std::filesystem::path& library);
+    // Loads the module; an empty path means the one built beside this program. The module's
+    // console log (its records on standard error) is shown only when `showModuleLog` is set.
+    ModuleLoader(const std::filesystem::path& library, bool showModuleLog);
 
     // Runs one request and returns its answer text.
     std::string execute(const std::string& request);
@@ -20,4 +21,5 @@ public:
 private:
     boost::dll::shared_library library_;
     boost::shared_ptr<VeskCryptoPlugin> plugin_;
+    bool showModuleLog_;
 };

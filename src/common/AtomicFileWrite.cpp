@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <random>
 #include <string>
@@ -26,26 +27,34 @@ fs::path folderOf(const fs::path& file) { return file.has_parent_path() ? file.p
 
 bool permissionDenied(int error) { return error == EACCES || error == EPERM || error == EROFS; }
 
-// Our temporaries are named ".NAME.vesk-PID-RANDOM": the PID tells whether their writer still runs.
-std::string temporaryPrefix(const fs::path& target) { return "." + target.filename().string() + ".vesk-"; }
+// Our temporaries are named ".vesk-PID-RANDOM", the PID in ten digits: the name is short and of
+// one length whatever the target's (a long target name must not make it pass the system's limit),
+// and the PID tells whether its writer still runs. Older versions put the target's name in front
+// (".NAME.vesk-PID-RANDOM"); their leftovers are recognised too.
+constexpr const char* kTemporaryPrefix = ".vesk-";
 
 fs::path temporaryName(const fs::path& target) {
     static const char alphabet[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
     thread_local std::mt19937_64 generator{std::random_device{}()};
     std::string suffix(10, '0');
     for (char& c : suffix) c = alphabet[generator() % (sizeof(alphabet) - 1)];
-    return folderOf(target) / (temporaryPrefix(target) + std::to_string(::getpid()) + "-" + suffix);
+    char pid[16];
+    std::snprintf(pid, sizeof(pid), "%010ld", static_cast<long>(::getpid()));
+    return folderOf(target) / (kTemporaryPrefix + std::string(pid) + "-" + suffix);
 }
 
-// Removes the temporaries of ours for this target whose writer was killed before it could.
+// Removes the temporaries of ours in the target's folder whose writer was killed before it could.
 void removeStaleTemporaries(const fs::path& target) {
-    const std::string prefix = temporaryPrefix(target);
+    const std::string olderPrefix = "." + target.filename().string() + kTemporaryPrefix;
     std::error_code error;
     for (fs::directory_iterator it(folderOf(target), error), end; !error && it != end; it.increment(error)) {
         const std::string name = it->path().filename().string();
-        if (name.compare(0, prefix.size(), prefix) != 0) continue;
+        size_t prefix = 0;
+        for (const std::string& candidate : {std::string(kTemporaryPrefix), olderPrefix})
+            if (name.compare(0, candidate.size(), candidate) == 0) prefix = candidate.size();
+        if (prefix == 0) continue;
         char* rest = nullptr;
-        const long pid = std::strtol(name.c_str() + prefix.size(), &rest, 10);
+        const long pid = std::strtol(name.c_str() + prefix, &rest, 10);
         if (pid <= 0 || rest == nullptr || *rest != '-' || pid == ::getpid()) continue;
         struct stat info {};
         if (::lstat(it->path().c_str(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != ::geteuid()) continue;

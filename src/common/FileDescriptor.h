@@ -23,6 +23,12 @@ public:
 
     int get() const { return fd_; }
     bool valid() const { return fd_ >= 0; }
+    // Gives the descriptor up to a new owner.
+    int release() {
+        const int fd = fd_;
+        fd_ = -1;
+        return fd;
+    }
     bool close() {
         if (fd_ < 0) return true;
         const int rc = ::close(fd_);

@@ -1,11 +1,15 @@
 #include "common/Logging.h"
 
+#include "common/FileDescriptor.h"
 #include "common/Settings.h"
 #include "common/Version.h"
 
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/spdlog.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <cstdio>
@@ -130,6 +134,18 @@ private:
     bool flushEachRecord_;
 };
 
+// Opens the log for appending without ever waiting: a FIFO, a device or anything else that is
+// not a regular file (a link to one included) gives no file log rather than a blocked request.
+fstools::FileDescriptor openLogFile(const std::filesystem::path& path) {
+    fstools::FileDescriptor fd(
+        ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644));
+    struct stat info {};
+    if (!fd.valid() || ::fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode)) return fstools::FileDescriptor();
+    const int flags = ::fcntl(fd.get(), F_GETFL);
+    if (flags < 0 || ::fcntl(fd.get(), F_SETFL, flags & ~O_NONBLOCK) != 0) return fstools::FileDescriptor();
+    return fd;
+}
+
 std::shared_ptr<StreamSink> fileSink() {
     // compat: one file that grows across runs: appended to, never rolled. Flushed at warnings and at
     // each answer, not at every record.
@@ -137,8 +153,12 @@ std::shared_ptr<StreamSink> fileSink() {
         const auto path = getLogFilePath();
         std::error_code error;
         if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path(), error);
-        std::FILE* stream = std::fopen(path.c_str(), "ab");
-        if (stream == nullptr) return nullptr;  // records to the file are lost; the console still works
+        // Records to the file are lost when it cannot be opened; the console still works.
+        fstools::FileDescriptor fd = openLogFile(path);
+        if (!fd.valid()) return nullptr;
+        std::FILE* stream = ::fdopen(fd.get(), "ab");
+        if (stream == nullptr) return nullptr;
+        fd.release();  // the stream owns it now
         return std::make_shared<StreamSink>(stream, true, false);
     }();
     return sink;

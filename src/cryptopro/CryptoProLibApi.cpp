@@ -4,6 +4,8 @@
 
 #include <boost/dll/shared_library.hpp>
 
+#include <sys/stat.h>
+
 namespace Vesk::Crypto::CryptoPro {
 namespace {
 
@@ -12,6 +14,14 @@ template <typename R, typename... Args>
 boost::function<R(Args...)> keepLoaded(const std::shared_ptr<boost::dll::shared_library>& library,
                                        R (*entry)(Args...)) {
     return [library, entry](Args... args) -> R { return entry(args...); };
+}
+
+// Only a regular file (or a link to one) is handed to the loader: opening a FIFO or a device
+// would wait for a writer that never comes. A bare name is left to the loader's own search.
+bool loadableFile(const std::string& path) {
+    if (path.find('/') == std::string::npos) return true;
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
 std::string configuredLibraryPath() {
@@ -39,6 +49,7 @@ CryptoProLibApi& CryptoProLibApi::instance() {
 CryptoProLibApi::CryptoProLibApi(const std::string& libraryPath) {
     // A library that is missing, cannot be loaded or lacks a name leaves the binding
     // incomplete, silently: the CryptoPro provider is then simply not offered.
+    if (!loadableFile(libraryPath)) return;
     try {
         auto library = std::make_shared<boost::dll::shared_library>(boost::dll::fs::path(libraryPath),
                                                                     boost::dll::load_mode::search_system_folders);

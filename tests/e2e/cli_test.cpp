@@ -96,3 +96,29 @@ TEST(Cli, SettingsThatAreNotJsonAreAnsweredAsAJsonException) {
                    R"(line 1, column 13: syntax error while parsing value - unexpected end of input; expected )"
                    "'[', '{', or a literal\"]}\n"));
 }
+
+// The module's console log stays out of the command line's output unless -v asks for it; its
+// file log is written either way. A batch says on standard error how many requests failed, and
+// shows its progress there only on a terminal.
+TEST(Cli, ModuleConsoleLogOnlyWhenVerbose) {
+    const auto home = homeWithSettings(R"({"logLevel":"info"})");
+    const auto errors = [&](const std::string& arguments) {
+        const std::string command = "HOME=" + q(home) + " " + shellQuote(VESK_CLI_PATH) + " " + arguments;
+        return runCommand(command + " 2>&1 >/dev/null").output;
+    };
+    const std::string logged = "[F] executeJsonRequest: " + kVersion;
+    EXPECT_EQ(errors(shellQuote(kVersion)), "");
+    EXPECT_NE(readFile(home / ".Vesk/editor/VeskCryptoModule.log").find(logged), std::string::npos);
+    for (const char* flag : {"-v ", "--verbose "})
+        EXPECT_NE(errors(flag + shellQuote(kVersion)).find(logged), std::string::npos);
+
+    const auto commands = home / "commands.txt";
+    std::ofstream(commands) << kVersion + "\n// skipped\n" + R"({"method":"nope","args":{}})" + "\n" + kVersion;
+    EXPECT_EQ(errors("--batch " + q(commands)), "vesk-crypto: 1 of 3 requests failed\n");
+    // On a terminal (script(1) gives one), the progress comes first.
+    const auto onTerminal =
+        runCommand("HOME=" + q(home) + " script -qec " +
+                   shellQuote(shellQuote(VESK_CLI_PATH) + " --batch " + q(commands)) + " /dev/null");
+    EXPECT_NE(onTerminal.output.find("request 3 of 3, 1 failed"), std::string::npos) << onTerminal.output;
+    EXPECT_NE(onTerminal.output.find("1 of 3 requests failed"), std::string::npos);
+}

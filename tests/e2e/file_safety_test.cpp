@@ -19,6 +19,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <set>
 #include <thread>
@@ -154,18 +155,54 @@ TEST_F(FileSafety, FileWritableInAFolderThatIsNot) {
     EXPECT_EQ(namesIn(folder), std::set<std::string>{"shared.txt"});
 }
 
-// Temporaries of ours left by a writer that was killed go with the next write of that file;
-// those of a writer still running stay.
+// Temporaries of ours left by a writer that was killed go with the next write in their folder,
+// in the form older versions named them too; those of a writer still running stay.
 TEST_F(FileSafety, StaleTemporariesOfKilledWritersAreCleaned) {
     const pid_t gone = ::fork();
     if (gone == 0) ::_exit(0);
     ::waitpid(gone, nullptr, 0);
-    const std::string running = ".doc.txt.vesk-" + std::to_string(::getppid()) + "-abcdefghij";
-    for (const std::string& name :
-         {".doc.txt.vesk-" + std::to_string(gone) + "-abcdefghij", running, std::string(".doc.txt.vesk-notapid")})
+    char running[32], stale[32];
+    std::snprintf(running, sizeof(running), ".vesk-%010d-abcdefghij", static_cast<int>(::getppid()));
+    std::snprintf(stale, sizeof(stale), ".vesk-%010d-abcdefghij", static_cast<int>(gone));
+    for (const std::string& name : {std::string(stale), ".doc.txt.vesk-" + std::to_string(gone) + "-abcdefghij",
+                                    std::string(running), std::string(".doc.txt.vesk-notapid")})
         writeBytes(dir / name, "half written");
     EXPECT_EQ(saveFile(dir / "doc.txt", b64("content")), kSaved);
     EXPECT_EQ(namesIn(dir), (std::set<std::string>{"doc.txt", running, ".doc.txt.vesk-notapid"}));
+}
+
+// Names up to the system's limit of 255 bytes, ASCII or Cyrillic, are replaced in place by each
+// writer: the temporary beside them has a short name of its own.
+TEST_F(FileSafety, LongNamesAreReplacedInPlace) {
+    const auto longName = [](size_t bytes, bool cyrillic, const std::string& ending) {
+        std::string name;
+        while (name.size() + ending.size() + (cyrillic ? 2 : 1) <= bytes) name += cyrillic ? "д" : "a";
+        name.resize(bytes - ending.size(), 'a');  // an odd length left by two-byte letters
+        return name + ending;
+    };
+    for (const size_t bytes : {240u, 250u, 255u}) {
+        for (const bool cyrillic : {false, true}) {
+            SCOPED_TRACE(std::to_string(bytes) + (cyrillic ? " bytes, Cyrillic" : " bytes, ASCII"));
+            const fs::path folder = makeTempDir("long");
+            const fs::path saved = writeBytes(folder / longName(bytes, cyrillic, ".txt"), "old");
+            EXPECT_EQ(saveFile(saved, b64("new")), kSaved);
+            EXPECT_EQ(readFile(saved), "new");
+
+            const fs::path document = writeBytes(folder / longName(bytes - 4, cyrillic, ".txt"), "Договор");
+            const fs::path signature = document.string() + ".sgn";
+            for (int round = 0; round < 2; ++round)  // the second replaces the first
+                EXPECT_EQ(sign(document, signature, "Detached"), answerWith(signature));
+            EXPECT_TRUE(opensslVerifies(signature, document));
+
+            const fs::path pdf = folder / longName(bytes, cyrillic, ".pdf");
+            makePdf(scratch / "doc.pdf", 1);  // the maker's own temporary would not fit beside the long name
+            fs::rename(scratch / "doc.pdf", pdf);
+            EXPECT_EQ(sign(pdf, pdf, "PAdES"), answerWith(pdf));
+            EXPECT_EQ(opensslVerifiedPdfSignatures(pdf, scratch), 1);
+            EXPECT_EQ(namesIn(folder), (std::set<std::string>{saved.filename(), document.filename(),
+                                                              signature.filename(), pdf.filename()}));
+        }
+    }
 }
 
 // Base64 texts decode to every byte they carry, as an independent decoder (python3) reads them.

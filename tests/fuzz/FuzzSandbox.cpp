@@ -39,14 +39,14 @@ const fs::path& sandbox(const std::string& cadesLibrary) {
 
 void restoreFiles() {
     const fs::path& root = sandbox("");
-    if (!fs::is_directory(root / "pristine")) return;
     fs::remove_all(root / "files");
-    fs::copy(root / "pristine", root / "files", fs::copy_options::recursive);
+    if (fs::is_directory(root / "pristine")) fs::copy(root / "pristine", root / "files", fs::copy_options::recursive);
+    fs::create_directories(root / "files");
+    fs::current_path(root / "files");  // relative names in requests (the kept seeds) mean these files
 }
 
 bool insideSandbox(const fs::path& path) {
-    const fs::path normal = path.lexically_normal();
-    if (!normal.is_absolute()) return false;
+    const fs::path normal = (path.is_absolute() ? path : sandbox("") / "files" / path).lexically_normal();
     const fs::path relative = normal.lexically_relative(sandbox(""));
     return !relative.empty() && *relative.begin() != ".." && *relative.begin() != "pristine";
 }

@@ -13,10 +13,12 @@ namespace vesk::fuzz {
 const std::filesystem::path& sandbox(const std::string& cadesLibrary);
 
 // Lays the sandbox's files/ folder anew from its pristine/ folder (the seed generator's files),
-// so that every input starts from the same files whatever the ones before it wrote or deleted.
+// so that every input starts from the same files whatever the ones before it wrote or deleted,
+// and makes it the current folder, so that relative names in requests name these files.
 void restoreFiles();
 
-// True when the path, taken lexically, lies inside the sandbox but outside pristine/.
+// True when the path, taken lexically (a relative one from files/), lies inside the sandbox but
+// outside pristine/.
 bool insideSandbox(const std::filesystem::path& path);
 
 }  // namespace vesk::fuzz
