@@ -1,5 +1,7 @@
 #include "http_client.h"
 
+#include <ctime>
+
 #include <openssl/err.h>
 #include <openssl/http.h>
 
@@ -29,6 +31,19 @@ bool parseUrl(const std::string& address, UrlParts& parts) {
     return usable;
 }
 
+// One connection attempt, bounded in time: false at once when the connection is refused.
+BioPtr connectOnce(const UrlParts& parts) {
+    BioPtr connection(BIO_new_connect(parts.host.c_str()));
+    if (!connection || BIO_set_conn_port(connection.get(), parts.port.c_str()) != 1 ||
+        BIO_set_nbio(connection.get(), 1) != 1)
+        return nullptr;
+    const std::time_t deadline = std::time(nullptr) + kServiceTimeoutSeconds;
+    while (BIO_do_connect(connection.get()) <= 0) {
+        if (!BIO_should_retry(connection.get()) || BIO_wait(connection.get(), deadline, 100) <= 0) return nullptr;
+    }
+    return connection;
+}
+
 }  // namespace
 
 bool plainHttpAddress(const std::wstring& wide, std::string& address) {
@@ -42,15 +57,23 @@ bool plainHttpAddress(const std::wstring& wide, std::string& address) {
 }
 
 bool postToService(const std::string& address, const char* contentType, const char* expectedType,
-                   const std::vector<BYTE>& request, std::vector<BYTE>& answer) {
+                   const std::vector<BYTE>& request, std::vector<BYTE>& answer, Reach reach) {
     UrlParts parts;
     if (!parseUrl(address, parts)) return false;
     BioPtr body = memoryBio(request);
     if (!body) return false;
+    BioPtr connection;
+    if (reach == Reach::Once) {
+        connection = connectOnce(parts);
+        if (!connection) {
+            ERR_clear_error();
+            return false;
+        }
+    }
     // No proxy: the services these signatures need are named by address, as given. An answer
     // expected as ASN.1 is read whole into memory before the connection closes.
     BioPtr response(OSSL_HTTP_transfer(nullptr, parts.host.c_str(), parts.port.c_str(), parts.path.c_str(), 0, "",
-                                       nullptr, nullptr, nullptr, nullptr, nullptr, 0, nullptr, contentType, body.get(),
+                                       nullptr, connection.get(), connection.get(), nullptr, nullptr, 0, nullptr, contentType, body.get(),
                                        expectedType, 1, kMaxAnswerBytes, kServiceTimeoutSeconds, 0));
     ERR_clear_error();
     if (!response) return false;
