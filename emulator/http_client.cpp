@@ -32,16 +32,19 @@ bool parseUrl(const std::string& address, UrlParts& parts) {
 }
 
 // One connection attempt, bounded in time: false at once when the connection is refused.
-BioPtr connectOnce(const UrlParts& parts) {
+bool reachableAtOnce(const UrlParts& parts) {
     BioPtr connection(BIO_new_connect(parts.host.c_str()));
     if (!connection || BIO_set_conn_port(connection.get(), parts.port.c_str()) != 1 ||
         BIO_set_nbio(connection.get(), 1) != 1)
-        return nullptr;
+        return false;
     const std::time_t deadline = std::time(nullptr) + kServiceTimeoutSeconds;
     while (BIO_do_connect(connection.get()) <= 0) {
-        if (!BIO_should_retry(connection.get()) || BIO_wait(connection.get(), deadline, 100) <= 0) return nullptr;
+        if (!BIO_should_retry(connection.get()) || BIO_wait(connection.get(), deadline, 100) <= 0) {
+            ERR_clear_error();
+            return false;
+        }
     }
-    return connection;
+    return true;
 }
 
 }  // namespace
@@ -62,18 +65,12 @@ bool postToService(const std::string& address, const char* contentType, const ch
     if (!parseUrl(address, parts)) return false;
     BioPtr body = memoryBio(request);
     if (!body) return false;
-    BioPtr connection;
-    if (reach == Reach::Once) {
-        connection = connectOnce(parts);
-        if (!connection) {
-            ERR_clear_error();
-            return false;
-        }
-    }
+    // A service asked on the side is tried once before the exchange, which would try again.
+    if (reach == Reach::Once && !reachableAtOnce(parts)) return false;
     // No proxy: the services these signatures need are named by address, as given. An answer
     // expected as ASN.1 is read whole into memory before the connection closes.
     BioPtr response(OSSL_HTTP_transfer(nullptr, parts.host.c_str(), parts.port.c_str(), parts.path.c_str(), 0, "",
-                                       nullptr, connection.get(), connection.get(), nullptr, nullptr, 0, nullptr, contentType, body.get(),
+                                       nullptr, nullptr, nullptr, nullptr, nullptr, 0, nullptr, contentType, body.get(),
                                        expectedType, 1, kMaxAnswerBytes, kServiceTimeoutSeconds, 0));
     ERR_clear_error();
     if (!response) return false;
