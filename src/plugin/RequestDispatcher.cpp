@@ -30,7 +30,7 @@ void parseCryptoProInstalled(const json&, std::string& result) {
     result = makeAnswer(fstools::cryptoproIsInstalled(), nullptr);
 }
 
-constexpr std::array<MethodRow, 12> kMethods = {{
+constexpr std::array<MethodRow, 13> kMethods = {{
     {"get_list", &parseGetList},
     {"get_providers", &parseGetProviders},
     {"log", &parseLog},
@@ -43,6 +43,7 @@ constexpr std::array<MethodRow, 12> kMethods = {{
     {"verify", &parseVerifyRequest},
     {"sign", &parseSignRequest},
     {"extract", &parseExtractRequest},
+    {"enhance", &parseEnhanceRequest},  // an extension: upgrades a signature file to X Long Type 1
 }};
 
 // Every request text the dispatcher parses, whole or as a skeleton, goes through here: nesting

@@ -9,6 +9,7 @@
 #include "plugin/Answer.h"
 #include "plugin/BoundedJson.h"
 #include "plugin/CertificateQueries.h"
+#include "plugin/EnhanceOperation.h"
 #include "plugin/FileRequests.h"
 #include "plugin/ParserFailure.h"
 #include "plugin/SignOperations.h"
@@ -204,6 +205,24 @@ void parseSignRequest(const json& request, std::string& result) {
         } else {
             result = signFile(options, internal);
         }
+    });
+}
+
+void parseEnhanceRequest(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseEnhanceRequest";
+    runParser(VESK_PARSER_SITE("parseEnhanceRequest"), ParserFailure::RethrowJson, result, [&] {
+        const json& args = request.at("args");
+        if (!checkJsonParametersExists(args, "sign_info")) {
+            result = makeErrorAnswer("tr{Request without sign_info}");
+            return;
+        }
+        for (const char* name : {"file", "output_file"}) {
+            if (!checkJsonParametersExists(args, name)) {
+                result = missingParamAnswer(name);
+                return;
+            }
+        }
+        result = enhanceFile(args.get<SignOptions>());
     });
 }
 

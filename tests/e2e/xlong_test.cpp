@@ -272,3 +272,59 @@ TEST_F(XLong, ExpiredCertificateKeepsItsLongTermSignature) {
     EXPECT_FALSE(besVerified);
     EXPECT_NE(logged.find(kNoChain), std::string::npos) << logged;
 }
+
+// "enhance" upgrades what was signed offline: files signed CAdES-BES by the module and by openssl
+// become X Long Type 1 with their signed parts untouched, accepted by openssl and the evidence
+// judge; a signer already X Long Type 1 stays as it is; a signed PDF is refused.
+TEST_F(XLong, EnhanceUpgradesBesSignatures) {
+    const std::string tsa = LocalServices::instance().tsaUrl();
+    const auto enhance = [&](const fs::path& file, const fs::path& output) {
+        return client.call("enhance", {{"file", b64(file.string())},
+                                       {"output_file", b64(output.string())},
+                                       {"sign_info", {{"provider", "CryptoPRO"}, {"tsp_url", tsa}}}});
+    };
+    const fs::path out = makeTempDir("attached");
+    writeBytes(dir / "act.txt", "Акт\n");
+    writeBytes(dir / "letter.txt", "Письмо\n");
+    writeBytes(dir / "order.txt", "Приказ\n");
+    ASSERT_TRUE(client.requestJson(signRequest((dir / "act.txt").string(), (dir / "act.txt").string(), "Detached",
+                                               kIvanov))["error"].is_null());
+    ASSERT_TRUE(client.requestJson(signRequest((dir / "letter.txt").string(), (out / "letter.sig").string(),
+                                               "Attached", kIvanov))["error"].is_null());
+    ASSERT_TRUE(client.requestJson(signRequest((out / "letter.sig").string(), (out / "letter.p7s").string(),
+                                               "Attached", kPetrova, {{"cosign", true}}))["error"].is_null());
+    mustRun("cms -sign -cades -binary -nodetach -md md_gost12_512 -in " + q(dir / "order.txt") + " -signer " +
+            q(pki("pem/user_gost512.crt")) + " -inkey " + q(pki("pem/user_gost512.key")) + " -outform DER -out " +
+            q(out / "order.p7s"));
+
+    using Case = std::tuple<fs::path, fs::path, fs::path, int>;  // asked, written, detached content, signers
+    for (const auto& [asked, written, content, signers] :
+         {Case{dir / "act.txt", dir / "act.txt.sgn", dir / "act.txt", 1},
+          Case{out / "letter.p7s", out / "letter-xl.p7s", {}, 2}, Case{out / "order.p7s", out / "order.p7s", {}, 1}}) {
+        SCOPED_TRACE(asked.string());
+        const fs::path source = content.empty() ? asked : written;
+        std::vector<std::string> before;
+        for (int i = 0; i < signers; ++i) before.push_back(signedPartOf(source, i));
+        EXPECT_EQ(enhance(asked, written), answerWith(written));
+        EXPECT_TRUE(opensslVerifies(written, content));
+        for (int i = 0; i < signers; ++i) {
+            EXPECT_EQ(signedPartOf(written, i), before[static_cast<size_t>(i)]);
+            expectLongTermEvidence(written, dir, i);
+        }
+        EXPECT_TRUE(verdictOf(content.empty() ? written : content).first);
+    }
+    EXPECT_EQ(readFile(dir / "act.txt"), "Акт\n");
+
+    // Enhanced again: nothing changes.
+    const std::string once = readFile(out / "order.p7s");
+    EXPECT_EQ(enhance(out / "order.p7s", out / "again.p7s"), answerWith(out / "again.p7s"));
+    EXPECT_EQ(readFile(out / "again.p7s"), once);
+
+    makePdf(dir / "contract.pdf");
+    ASSERT_TRUE(client.requestJson(signRequest((dir / "contract.pdf").string(), (dir / "signed.pdf").string(),
+                                               "PAdES", kIvanov))["error"].is_null());
+    const std::string pdf = readFile(dir / "signed.pdf");
+    EXPECT_EQ(enhance(dir / "signed.pdf", dir / "signed.pdf"),
+              failed("tr{Подписанный PDF не усовершенствуется: укажите файл подписи CAdES.}"));
+    EXPECT_EQ(readFile(dir / "signed.pdf"), pdf);
+}

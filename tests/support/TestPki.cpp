@@ -51,6 +51,12 @@ void expectLongTermEvidence(const std::filesystem::path& signature, const std::f
     EXPECT_TRUE(evidenceHolds(signature, work, signer, &report)) << report;
 }
 
+std::string signedPartOf(const std::filesystem::path& signature, int signer) {
+    const auto result = runEvidence("signed " + q(signature) + " " + std::to_string(signer));
+    EXPECT_EQ(result.exitCode, 0) << result.output;
+    return result.output;
+}
+
 void spoilEvidence(const std::string& args) {
     const auto result = runEvidence(args);
     EXPECT_EQ(result.exitCode, 0) << args << "\n" << result.output;

@@ -29,6 +29,9 @@ bool evidenceHolds(const std::filesystem::path& signature, const std::filesystem
                    std::string* report = nullptr);
 void expectLongTermEvidence(const std::filesystem::path& signature, const std::filesystem::path& work, int signer = 0);
 
+// A digest of signer `signer`'s signed part (its SignerInfo without unsigned attributes).
+std::string signedPartOf(const std::filesystem::path& signature, int signer = 0);
+
 // Runs "cades-evidence.py ARGS" to spoil a signature's evidence (swap-ocsp, restamp); fails the
 // current test when it fails.
 void spoilEvidence(const std::string& args);

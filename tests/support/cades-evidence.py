@@ -11,6 +11,8 @@
     cades-evidence.py restamp   SIG KEY CERT OUT [SIGNER]  the signature time-stamp replaced by a token
                                                        of the TSA KEY/CERT (PEM), the CAdES-C one
                                                        renewed at the trusted TSA
+    cades-evidence.py signed    SIG [SIGNER]           the SHA-256 of the signer's signed part: its
+                                                       SignerInfo without the unsigned attributes
 SIGNER is the signer's index (default 0). The PKI is $CADES_EMULATOR_HOME (its openssl.cnf, its
 pem/trusted.pem, the trusted TSA pem/tsa_gost and OCSP responder pem/ocsp_gost).
 
@@ -388,7 +390,7 @@ def swap_ocsp(root, signer, how, work):
 
 def main():
     command = sys.argv[1] if len(sys.argv) > 1 else ""
-    wanted = {"check": 2, "swap-ocsp": 3, "restamp": 4}.get(command)
+    wanted = {"check": 2, "swap-ocsp": 3, "restamp": 4, "signed": 1}.get(command)
     args = sys.argv[2:]
     if wanted is None or len(args) not in (wanted, wanted + 1):
         sys.exit(__doc__)
@@ -396,6 +398,9 @@ def main():
     data = open(args[0], "rb").read()
     root = one(parse_header(data))
     signer = signer_infos(root)[index]
+    if command == "signed":
+        print(hashlib.sha256(b"".join(k.encode() for k in signer.body if k.tag != UNSIGNED)).hexdigest())
+        return
     if command == "check":
         try:
             check(root, signer, args[1])
