@@ -91,7 +91,8 @@ DWORD revocationNow(const std::vector<X509Ptr>& chain, const std::vector<X509*>&
         const std::string address = ocspAddressOf(chain[i].get());
         if (address.empty()) continue;
         std::vector<BYTE> answer;
-        const DWORD error = askCertificateStatus(address, chain[i].get(), chain[i + 1].get(), extra, answer, Reach::Once);
+        const DWORD error =
+            askCertificateStatus(address, chain[i].get(), chain[i + 1].get(), extra, answer, Reach::Once);
         if (error == 0 || error == CRYPT_E_REVOCATION_OFFLINE) continue;
         if (failing != nullptr) *failing = i;
         return error;

@@ -200,9 +200,11 @@ std::optional<Command> parseEnhance(const std::vector<std::string>& args, std::s
         return std::nullopt;
     }
     Command command{CommandKind::Enhance, {}, {}};
-    command.request = {
-        {"method", "enhance"},
-        {"args", {{"file", encodedPath(*file)}, {"output_file", encodedPath(output ? *output : *file)}, {"sign_info", signInfo}}}};
+    command.request = {{"method", "enhance"},
+                       {"args",
+                        {{"file", encodedPath(*file)},
+                         {"output_file", encodedPath(output ? *output : *file)},
+                         {"sign_info", signInfo}}}};
     return command;
 }
 

@@ -81,9 +81,9 @@ void mustRun(const std::string& args) {
 void issueCertificate(const fs::path& work, const std::string& name, const std::string& issuer,
                       const std::string& section, const std::string& validity, const fs::path& index = {}) {
     const fs::path config = work / (name + ".cnf");
-    writeBytes(config, ".include " + pki("openssl.cnf") + "\n[ca]\ndefault_ca = made\n[made]\ndatabase = " +
-                           (work / (name + ".index")).string() + "\nnew_certs_dir = " + work.string() +
-                           "\nserial = " + (work / (name + ".serial")).string() +
+    writeBytes(config, ".include " + pki("openssl.cnf") +
+                           "\n[ca]\ndefault_ca = made\n[made]\ndatabase = " + (work / (name + ".index")).string() +
+                           "\nnew_certs_dir = " + work.string() + "\nserial = " + (work / (name + ".serial")).string() +
                            "\ndefault_md = default\npolicy = any\nunique_subject = no\n[any]\ncommonName = supplied\n"
                            "[tsa]\nextendedKeyUsage = critical, timeStamping\nkeyUsage = critical, digitalSignature\n"
                            "[user]\nkeyUsage = critical, digitalSignature, nonRepudiation\n"
@@ -221,8 +221,8 @@ TEST_F(XLong, ForgedEvidenceIsNotVerified) {
 TEST_F(XLong, RevokedCertificateNeitherSignsNorVerifies) {
     LocalServices::instance();
     writeBytes(dir / "memo.txt", "Служебная записка\n");
-    const json refused = client.requestJson(signRequest((dir / "memo.txt").string(), (dir / "memo.txt").string(),
-                                                        "Detached", kRevokedUser));
+    const json refused = client.requestJson(
+        signRequest((dir / "memo.txt").string(), (dir / "memo.txt").string(), "Detached", kRevokedUser));
     EXPECT_FALSE(refused["error"].is_null()) << refused.dump();
     EXPECT_FALSE(fs::exists(dir / "memo.txt.sgn"));
     opensslSign(dir / "memo.txt", dir / "memo.txt.sgn", "user_revoked", true);
@@ -259,8 +259,9 @@ TEST_F(XLong, ExpiredCertificateKeepsItsLongTermSignature) {
     fs::copy_file(dir / "lease.txt", besDir / "lease.txt");
     const json signed_ = sign(dir / "lease.txt", dir / "lease.txt", "Detached", tsa, kShortLived);
     ASSERT_TRUE(signed_["error"].is_null()) << signed_.dump();
-    ASSERT_TRUE(client.requestJson(signRequest((besDir / "lease.txt").string(), (besDir / "lease.txt").string(),
-                                               "Detached", kShortLived))["error"]
+    ASSERT_TRUE(client
+                    .requestJson(signRequest((besDir / "lease.txt").string(), (besDir / "lease.txt").string(),
+                                             "Detached", kShortLived))["error"]
                     .is_null());
     ASSERT_LT(std::chrono::system_clock::now(), expiry) << "signing took longer than the certificate lived";
     EXPECT_TRUE(verdictOf(besDir / "lease.txt").first);
@@ -287,12 +288,18 @@ TEST_F(XLong, EnhanceUpgradesBesSignatures) {
     writeBytes(dir / "act.txt", "Акт\n");
     writeBytes(dir / "letter.txt", "Письмо\n");
     writeBytes(dir / "order.txt", "Приказ\n");
-    ASSERT_TRUE(client.requestJson(signRequest((dir / "act.txt").string(), (dir / "act.txt").string(), "Detached",
-                                               kIvanov))["error"].is_null());
-    ASSERT_TRUE(client.requestJson(signRequest((dir / "letter.txt").string(), (out / "letter.sig").string(),
-                                               "Attached", kIvanov))["error"].is_null());
-    ASSERT_TRUE(client.requestJson(signRequest((out / "letter.sig").string(), (out / "letter.p7s").string(),
-                                               "Attached", kPetrova, {{"cosign", true}}))["error"].is_null());
+    ASSERT_TRUE(client
+                    .requestJson(signRequest((dir / "act.txt").string(), (dir / "act.txt").string(), "Detached",
+                                             kIvanov))["error"]
+                    .is_null());
+    ASSERT_TRUE(client
+                    .requestJson(signRequest((dir / "letter.txt").string(), (out / "letter.sig").string(), "Attached",
+                                             kIvanov))["error"]
+                    .is_null());
+    ASSERT_TRUE(client
+                    .requestJson(signRequest((out / "letter.sig").string(), (out / "letter.p7s").string(), "Attached",
+                                             kPetrova, {{"cosign", true}}))["error"]
+                    .is_null());
     mustRun("cms -sign -cades -binary -nodetach -md md_gost12_512 -in " + q(dir / "order.txt") + " -signer " +
             q(pki("pem/user_gost512.crt")) + " -inkey " + q(pki("pem/user_gost512.key")) + " -outform DER -out " +
             q(out / "order.p7s"));
@@ -321,8 +328,10 @@ TEST_F(XLong, EnhanceUpgradesBesSignatures) {
     EXPECT_EQ(readFile(out / "again.p7s"), once);
 
     makePdf(dir / "contract.pdf");
-    ASSERT_TRUE(client.requestJson(signRequest((dir / "contract.pdf").string(), (dir / "signed.pdf").string(),
-                                               "PAdES", kIvanov))["error"].is_null());
+    ASSERT_TRUE(client
+                    .requestJson(signRequest((dir / "contract.pdf").string(), (dir / "signed.pdf").string(), "PAdES",
+                                             kIvanov))["error"]
+                    .is_null());
     const std::string pdf = readFile(dir / "signed.pdf");
     EXPECT_EQ(enhance(dir / "signed.pdf", dir / "signed.pdf"),
               failed("tr{Подписанный PDF не усовершенствуется: укажите файл подписи CAdES.}"));
