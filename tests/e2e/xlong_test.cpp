@@ -336,4 +336,14 @@ TEST_F(XLong, EnhanceUpgradesBesSignatures) {
     EXPECT_EQ(enhance(dir / "signed.pdf", dir / "signed.pdf"),
               failed("tr{Подписанный PDF не усовершенствуется: укажите файл подписи CAdES.}"));
     EXPECT_EQ(readFile(dir / "signed.pdf"), pdf);
+
+    // What it cannot serve is refused, with nothing written.
+    EXPECT_EQ(client.request(R"({"method":"enhance","args":{}})"),
+              R"({"data":null,"error":["tr{Request without sign_info}"]})");
+    EXPECT_EQ(client.call("enhance", {{"sign_info", {{"tsp_url", tsa}}}}),
+              refusal("tr{Param 'file' in 'args' is not exists}"));
+    EXPECT_EQ(enhance(dir / "missing.sgn", dir / "out.sgn"), failed("Не удалось прочитать файл"));
+    const json notSigned = enhance(writeBytes(dir / "plain.sig", "не подпись"), dir / "out.sgn");
+    EXPECT_TRUE(notSigned["data"].is_null() && !notSigned["error"].is_null()) << notSigned.dump();
+    EXPECT_FALSE(fs::exists(dir / "out.sgn"));
 }
