@@ -1,7 +1,9 @@
 #include "cms_signer.h"
 
+#include "chain.h"
 #include "last_error.h"
 #include "long_term.h"
+#include "ocsp_client.h"
 
 namespace cades_emulator {
 namespace {
@@ -46,8 +48,17 @@ bool chooseSignatureLevel(const CADES_SIGN_PARA* cadesPara, SignatureRequest& re
 
 bool completeSignatureLevel(CMS_ContentInfo* cms, CMS_SignerInfo* signer, X509* certificate,
                             const SignatureRequest& request) {
-    if (request.level != SignatureLevel::XLongType1) return true;
-    const DWORD error = addLongTermEvidence(cms, signer, certificate, request.tspAddress);
+    if (request.level == SignatureLevel::XLongType1) {
+        const DWORD error = addLongTermEvidence(cms, signer, certificate, request.tspAddress);
+        return error == 0 || fail(error);
+    }
+    // Without evidence to gather, a certificate its responder says is revoked still signs nothing.
+    X509StackPtr messageCertificates(CMS_get1_certs(cms));
+    std::vector<X509*> extra;
+    for (int i = 0; messageCertificates && i < sk_X509_num(messageCertificates.get()); ++i)
+        extra.push_back(sk_X509_value(messageCertificates.get(), i));
+    const ChainResult chain = buildChain(certificate, extra);
+    const DWORD error = chain.trusted() ? revocationNow(chain.certificates, extra, nullptr) : 0;
     return error == 0 || fail(error);
 }
 

@@ -1,5 +1,7 @@
 #include "http_client.h"
 
+#include <ctime>
+
 #include <openssl/err.h>
 #include <openssl/http.h>
 
@@ -29,6 +31,22 @@ bool parseUrl(const std::string& address, UrlParts& parts) {
     return usable;
 }
 
+// One connection attempt, bounded in time: false at once when the connection is refused.
+bool reachableAtOnce(const UrlParts& parts) {
+    BioPtr connection(BIO_new_connect(parts.host.c_str()));
+    if (!connection || BIO_set_conn_port(connection.get(), parts.port.c_str()) != 1 ||
+        BIO_set_nbio(connection.get(), 1) != 1)
+        return false;
+    const std::time_t deadline = std::time(nullptr) + kServiceTimeoutSeconds;
+    while (BIO_do_connect(connection.get()) <= 0) {
+        if (!BIO_should_retry(connection.get()) || BIO_wait(connection.get(), deadline, 100) <= 0) {
+            ERR_clear_error();
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 bool plainHttpAddress(const std::wstring& wide, std::string& address) {
@@ -42,11 +60,13 @@ bool plainHttpAddress(const std::wstring& wide, std::string& address) {
 }
 
 bool postToService(const std::string& address, const char* contentType, const char* expectedType,
-                   const std::vector<BYTE>& request, std::vector<BYTE>& answer) {
+                   const std::vector<BYTE>& request, std::vector<BYTE>& answer, Reach reach) {
     UrlParts parts;
     if (!parseUrl(address, parts)) return false;
     BioPtr body = memoryBio(request);
     if (!body) return false;
+    // A service asked on the side is tried once before the exchange, which would try again.
+    if (reach == Reach::Once && !reachableAtOnce(parts)) return false;
     // No proxy: the services these signatures need are named by address, as given. An answer
     // expected as ASN.1 is read whole into memory before the connection closes.
     BioPtr response(OSSL_HTTP_transfer(nullptr, parts.host.c_str(), parts.port.c_str(), parts.path.c_str(), 0, "",

@@ -5,6 +5,7 @@
 
 #include "chain.h"
 #include "der.h"
+#include "file_time.h"
 #include "http_client.h"
 #include "last_error.h"
 #include "ocsp_client.h"
@@ -89,13 +90,14 @@ Bytes ocspResponsesId(const EVP_MD* digest, OCSP_BASICRESP* response, const Byte
     return der::sequence({der::sequence({responder, producedAt}), otherHash(digest, responseDer)});
 }
 
-// One CrlOcspRef per certificate below the root, in chain order: [1] OcspListID with the
-// response about it, or empty when no responder was asked.
+// One CrlOcspRef for the signer's certificate, then one per complete-certificate-reference, in
+// the same order: [1] OcspListID with the response about it, or empty when no responder was
+// asked (the root always).
 Bytes revocationRefs(const EVP_MD* digest, const std::vector<X509*>& chain, const std::vector<OCSP_BASICRESP*>& parsed,
                      const std::vector<Bytes>& responses) {
     std::vector<Bytes> refs;
-    for (size_t i = 0; i + 1 < chain.size(); ++i) {
-        const int found = responseAbout(parsed, chain[i], chain[i + 1]);
+    for (size_t i = 0; i < chain.size(); ++i) {
+        const int found = i + 1 < chain.size() ? responseAbout(parsed, chain[i], chain[i + 1]) : -1;
         if (found < 0) {
             refs.push_back(der::sequence({}));
             continue;
@@ -144,13 +146,20 @@ Bytes signatureValue(CMS_SignerInfo* signer) {
     return Bytes(data, data + ASN1_STRING_length(value));
 }
 
-// What the CAdES-C time-stamp covers; empty when an attribute is missing.
+// What the CAdES-C time-stamp covers (TS 101 733 6.3.5, EN 319 122-1 A.1.5.1): the values,
+// without their own type and length octets, of the signature value (the OCTET STRING's content)
+// and of the attributes signature-time-stamp, complete-certificate-references and
+// complete-revocation-references (each Attribute SEQUENCE's content: attrType then attrValues);
+// empty when an attribute is missing.
 Bytes cadesCTimeStampedData(CMS_SignerInfo* signer) {
     Bytes data = signatureValue(signer);
     for (const char* oid : {kSignatureTimeStamp, kCertificateRefs, kRevocationRefs}) {
         const Bytes attribute = encode<X509_ATTRIBUTE, i2d_X509_ATTRIBUTE>(unsignedAttribute(signer, oid));
-        if (attribute.empty()) return {};
-        data.insert(data.end(), attribute.begin(), attribute.end());
+        BYTE tag = 0;
+        Bytes content;
+        size_t total = 0;
+        if (attribute.empty() || !der::split(attribute.data(), attribute.size(), &tag, &content, &total)) return {};
+        data.insert(data.end(), content.begin(), content.end());
     }
     return data;
 }
@@ -285,12 +294,16 @@ DWORD addLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer, X509* si
     return addUnsigned(signer, kCadesCTimeStamp, cadesCTimeStamp) ? 0 : NTE_BAD_DATA;
 }
 
+bool hasLongTermEvidence(CMS_SignerInfo* signer) {
+    for (const char* oid : {kCertificateRefs, kRevocationRefs, kCertificateValues, kRevocationValues, kCadesCTimeStamp})
+        if (unsignedAttribute(signer, oid) != nullptr) return true;
+    return false;
+}
+
 EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer, X509* signerCertificate,
                                     const std::vector<X509*>& extra) {
     EvidenceCheck check;
-    bool extended = false;
-    for (const char* oid : {kCertificateRefs, kRevocationRefs, kCertificateValues, kRevocationValues, kCadesCTimeStamp})
-        extended = extended || unsignedAttribute(signer, oid) != nullptr;
+    const bool extended = hasLongTermEvidence(signer);
     const bool stamped = unsignedAttribute(signer, kSignatureTimeStamp) != nullptr;
     if (!stamped && !extended) return check;  // CAdES-BES: nothing to check here
 
@@ -317,6 +330,14 @@ EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer
         !parseRevocationValues(*revocationValuesValue, values))
         return verdict(check, CADES_VERIFY_INVALID_REFS_AND_VALUES, CRYPT_E_ATTRIBUTES_MISSING);
 
+    // The chain and the certificates' validity are judged when the signature was stamped, with
+    // the certificates kept (EN 319 102-1 5.6.2.4): what a long-term signature is for.
+    std::vector<X509*> kept = helpers;
+    for (const X509Ptr& certificate : values.certificates) kept.push_back(certificate.get());
+    const std::optional<std::time_t> stampedAt = fileTimeToUnixTime(*check.signatureTimeStampTime);
+    const ChainResult built = buildChain(signerCertificate, kept, stampedAt);
+    if (!stampedAt || !built.trusted()) return verdict(check, CADES_VERIFY_NO_CHAIN, chainError(built.chainErrors));
+
     // The references, made again from the values, must be the ones the signer carries.
     const EVP_MD* digest = signerDigest(signer);
     std::vector<X509*> chain{signerCertificate};
@@ -324,6 +345,24 @@ EvidenceCheck checkLongTermEvidence(CMS_ContentInfo* cms, CMS_SignerInfo* signer
     if (digest == nullptr || certificateRefs(digest, chain) != *certificateRefsValue ||
         revocationRefs(digest, chain, values.responses.pointers, values.responseDers) != *revocationRefsValue)
         return verdict(check, CADES_VERIFY_REFS_AND_VALUES_NO_MATCH, CRYPT_E_HASH_VALUE);
+
+    // Every kept OCSP answer is about a certificate of the chain and says it was good when the
+    // signature was stamped; the signer's certificate has one.
+    std::vector<bool> answered(values.responses.pointers.size(), false);
+    for (size_t i = 0; i + 1 < chain.size(); ++i) {
+        const DWORD failing = i == 0 ? CADES_VERIFY_END_CERT_REVOCATION : CADES_VERIFY_CHAIN_CERT_REVOCATION;
+        const int found = responseAbout(values.responses.pointers, chain[i], chain[i + 1]);
+        if (found < 0) {
+            if (i == 0) return verdict(check, failing, CRYPT_E_NO_REVOCATION_CHECK);
+            continue;
+        }
+        answered[static_cast<size_t>(found)] = true;
+        if (const DWORD error = judgeKeptResponse(values.responses.pointers[static_cast<size_t>(found)], chain[i],
+                                                  chain[i + 1], kept, *stampedAt))
+            return verdict(check, failing, error);
+    }
+    for (const bool used : answered)
+        if (!used) return verdict(check, CADES_VERIFY_CHAIN_CERT_REVOCATION, CRYPT_E_NO_REVOCATION_CHECK);
 
     const std::optional<Bytes> cadesCTimeStamp = unsignedValue(signer, kCadesCTimeStamp);
     if (!cadesCTimeStamp || !verifyTimeStampToken(*cadesCTimeStamp, cadesCTimeStampedData(signer), helpers, nullptr))

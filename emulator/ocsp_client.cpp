@@ -58,7 +58,7 @@ std::string ocspAddressOf(X509* certificate) {
 }
 
 DWORD askCertificateStatus(const std::string& address, X509* certificate, X509* issuer, const std::vector<X509*>& extra,
-                           std::vector<BYTE>& basicResponse) {
+                           std::vector<BYTE>& basicResponse, Reach reach) {
     OcspRequestPtr request(OCSP_REQUEST_new());
     OCSP_CERTID* id = OCSP_cert_to_id(EVP_sha1(), certificate, issuer);
     if (!request || id == nullptr || OCSP_request_add0_id(request.get(), id) == nullptr) {
@@ -72,7 +72,7 @@ DWORD askCertificateStatus(const std::string& address, X509* certificate, X509* 
     OpenSslBuffer ownedRequest(der);
     std::vector<BYTE> answer;
     if (!postToService(address, "application/ocsp-request", "application/ocsp-response",
-                       std::vector<BYTE>(der, der + length), answer))
+                       std::vector<BYTE>(der, der + length), answer, reach))
         return CRYPT_E_REVOCATION_OFFLINE;
     OcspBasicPtr basic;
     const DWORD verdict = judge(request.get(), answer, id, extra, basic);
@@ -83,6 +83,55 @@ DWORD askCertificateStatus(const std::string& address, X509* certificate, X509* 
     if (basicLength <= 0) return CRYPT_E_NO_REVOCATION_CHECK;
     OpenSslBuffer ownedBasic(basicDer);
     basicResponse.assign(basicDer, basicDer + basicLength);
+    return 0;
+}
+
+DWORD revocationNow(const std::vector<X509Ptr>& chain, const std::vector<X509*>& extra, size_t* failing) {
+    for (size_t i = 0; i + 1 < chain.size(); ++i) {
+        const std::string address = ocspAddressOf(chain[i].get());
+        if (address.empty()) continue;
+        std::vector<BYTE> answer;
+        const DWORD error =
+            askCertificateStatus(address, chain[i].get(), chain[i + 1].get(), extra, answer, Reach::Once);
+        if (error == 0 || error == CRYPT_E_REVOCATION_OFFLINE) continue;
+        if (failing != nullptr) *failing = i;
+        return error;
+    }
+    return 0;
+}
+
+DWORD judgeKeptResponse(OCSP_BASICRESP* response, X509* certificate, X509* issuer, const std::vector<X509*>& extra,
+                        std::time_t notBefore) {
+    std::vector<X509*> helpers = extra;
+    helpers.push_back(issuer);
+    TrustMaterial trust = loadTrust(helpers);
+    const ASN1_GENERALIZEDTIME* producedAt = OCSP_resp_get0_produced_at(response);
+    struct tm parsed {};
+    if (producedAt == nullptr || ASN1_TIME_to_tm(producedAt, &parsed) != 1) return CRYPT_E_NO_REVOCATION_CHECK;
+    std::time_t produced = timegm(&parsed);
+    // The responder's certificate is judged when it answered, not now.
+    X509_VERIFY_PARAM_set_time(X509_STORE_get0_param(trust.anchors.get()), produced);
+    const bool signedWell = OCSP_basic_verify(response, trust.untrusted.get(), trust.anchors.get(), 0) == 1;
+    ERR_clear_error();
+    if (!signedWell || produced < notBefore) return CRYPT_E_NO_REVOCATION_CHECK;
+
+    OcspCertIdPtr id(OCSP_cert_to_id(EVP_sha1(), certificate, issuer));
+    int status = -1;
+    int reason = 0;
+    ASN1_GENERALIZEDTIME* revokedAt = nullptr;
+    ASN1_GENERALIZEDTIME* thisUpdate = nullptr;
+    ASN1_GENERALIZEDTIME* nextUpdate = nullptr;
+    if (!id || OCSP_resp_find_status(response, id.get(), &status, &reason, &revokedAt, &thisUpdate, &nextUpdate) != 1)
+        return CRYPT_E_NO_REVOCATION_CHECK;
+    if (status == V_OCSP_CERTSTATUS_REVOKED) return CRYPT_E_REVOKED;
+    // thisUpdate at (or, within the usual skew, just after) producedAt, nextUpdate not before it.
+    constexpr long kSkewSeconds = 300;
+    int days = 0;
+    int seconds = 0;
+    if (status != V_OCSP_CERTSTATUS_GOOD || thisUpdate == nullptr ||
+        ASN1_TIME_diff(&days, &seconds, producedAt, thisUpdate) != 1 || days * 86400L + seconds > kSkewSeconds)
+        return CRYPT_E_NO_REVOCATION_CHECK;
+    if (nextUpdate != nullptr && X509_cmp_time(nextUpdate, &produced) < 0) return CRYPT_E_NO_REVOCATION_CHECK;
     return 0;
 }
 

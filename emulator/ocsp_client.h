@@ -1,12 +1,14 @@
 // OCSP (RFC 6960): asking a certificate's responder about it, and finding the answer again.
 #pragma once
 
+#include <ctime>
 #include <string>
 #include <vector>
 
 #include <openssl/ocsp.h>
 
 #include "abi.h"
+#include "http_client.h"
 #include "openssl_ptr.h"
 
 namespace cades_emulator {
@@ -27,7 +29,22 @@ std::string ocspAddressOf(X509* certificate);
 //                                wrong nonce, stale, or the certificate's status is unknown
 //   CRYPT_E_REVOKED              the certificate is revoked
 DWORD askCertificateStatus(const std::string& address, X509* certificate, X509* issuer, const std::vector<X509*>& extra,
-                           std::vector<BYTE>& basicResponse);
+                           std::vector<BYTE>& basicResponse, Reach reach = Reach::Persist);
+
+// Asks, now, the responder each certificate of `chain` (end certificate first, root last) below
+// the root names, trying each once (Reach::Once). Only an answer that says "revoked", or that
+// cannot be trusted, fails: without a network or a responder named nothing more can be known
+// and the chain alone decides. Returns 0 or the error of askCertificateStatus, with the failing
+// certificate's index in *failing.
+DWORD revocationNow(const std::vector<X509Ptr>& chain, const std::vector<X509*>& extra, size_t* failing);
+
+// A kept answer judged again later (RFC 6960 3.2): signed by `issuer` or by a responder it
+// delegated with id-kp-OCSPSigning, the responder's chain valid at the answer's producedAt
+// (checked against the Root store; `extra` may fill the path), an answer about `certificate`
+// that says "good", produced at or after `notBefore` and within its thisUpdate..nextUpdate.
+// Returns 0, CRYPT_E_REVOKED, or CRYPT_E_NO_REVOCATION_CHECK for anything else.
+DWORD judgeKeptResponse(OCSP_BASICRESP* response, X509* certificate, X509* issuer, const std::vector<X509*>& extra,
+                        std::time_t notBefore);
 
 // The response, among `responses`, whose answer is about `certificate` issued by `issuer`;
 // -1 when none is.

@@ -7,6 +7,7 @@
 #include "file_time.h"
 #include "gost_engine.h"
 #include "long_term.h"
+#include "ocsp_client.h"
 #include "store.h"
 
 namespace cades_emulator {
@@ -154,8 +155,14 @@ SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentVie
     std::vector<X509*> messageCertificates;
     for (const X509Ptr& candidate : candidates)
         if (candidate) messageCertificates.push_back(candidate.get());
-    const ChainResult chain = buildChain(certificate, messageCertificates);
-    if (!chain.trusted()) return verdict(std::move(check), CADES_VERIFY_NO_CHAIN, chainErrorCode(chain));
+    if (!hasLongTermEvidence(signer)) {
+        const ChainResult chain = buildChain(certificate, messageCertificates);
+        if (!chain.trusted()) return verdict(std::move(check), CADES_VERIFY_NO_CHAIN, chainErrorCode(chain));
+        size_t failing = 0;
+        if (const DWORD error = revocationNow(chain.certificates, messageCertificates, &failing))
+            return verdict(std::move(check),
+                           failing == 0 ? CADES_VERIFY_END_CERT_REVOCATION : CADES_VERIFY_CHAIN_CERT_REVOCATION, error);
+    }
     const EvidenceCheck evidence = checkLongTermEvidence(cms, signer, certificate, messageCertificates);
     check.signatureTimeStampTime = evidence.signatureTimeStampTime;
     if (evidence.status != CADES_VERIFY_SUCCESS) return verdict(std::move(check), evidence.status, evidence.errorCode);

@@ -29,8 +29,12 @@ struct SignerCheck {
 //     or not the certificate its signing-certificate(-v2) attribute names;
 //  8  signature over the signed attributes, or the content digest, wrong;
 //  13 content-type attribute differs from the encapsulated content type;
-//  5  no valid chain up to a root of the Root store (now; no revocation checking);
-//  3, 1, 4, 9  the long-term evidence the signer carries, if any (long_term.h).
+//  for a signer without long-term evidence (CAdES-BES, -T):
+//   5  no valid chain now up to a root of the Root store;
+//   6, 7  the OCSP responder a chain certificate names, asked now, says "revoked" or answers
+//      what cannot be trusted (one connection attempt; a responder out of reach decides nothing);
+//  3, 1, 5, 4, 6, 7, 9  the long-term evidence the signer carries, if any (long_term.h): there
+//     the chain and revocation are judged at the signature time-stamp's time from the evidence.
 SignerCheck checkSigner(CMS_ContentInfo* cms, CMS_SignerInfo* signer, ContentView content, HCERTSTORE extraStore);
 
 // The certificate a signer names, from the message, `extraStore` or the My/CA/Root stores.

@@ -129,7 +129,7 @@ int runCommand(const Command& command, ModuleLoader& module, bool jsonOutput, st
             return 0;
         case CommandKind::Verify:
             return printSigners(data, &out, err);
-        default:  // sign and extract answer the base64 text of the path they wrote
+        default:  // sign, extract and enhance answer the base64 text of the path they wrote
             if (!data.is_string()) {
                 err << "vesk-crypto: the answer holds no path: " << answerText << "\n";
                 return 1;

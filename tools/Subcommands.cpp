@@ -36,6 +36,10 @@ const char* const kSubcommandUsage = R"(Subcommands:
       --tsp URL             the time-stamp service (RFC 3161 over HTTP)
   verify FILE               verify the signatures of FILE and list its signers
   extract FILE              extract the content of an attached signature and print its path
+  enhance FILE --tsp URL    upgrade the CAdES-BES signatures of a signature file (attached, or
+                            detached beside its original) to CAdES-X Long Type 1; print its path
+      --out PATH            where to write (default: FILE itself)
+      --ocsp URL            an OCSP responder, passed on to the module as "ocsp_url"
 )";
 
 namespace {
@@ -43,7 +47,8 @@ namespace {
 const std::map<std::string, CommandKind> kCommands = {{"certs", CommandKind::Certs},
                                                       {"sign", CommandKind::Sign},
                                                       {"verify", CommandKind::Verify},
-                                                      {"extract", CommandKind::Extract}};
+                                                      {"extract", CommandKind::Extract},
+                                                      {"enhance", CommandKind::Enhance}};
 
 constexpr const char* kProvider = "CryptoPRO";
 
@@ -171,6 +176,38 @@ std::optional<Command> parseSign(const std::vector<std::string>& args, std::stri
     return command;
 }
 
+std::optional<Command> parseEnhance(const std::vector<std::string>& args, std::string& error) {
+    std::optional<fs::path> file, output;
+    json signInfo = {{"provider", kProvider}};
+    for (size_t i = 1; i < args.size(); ++i) {
+        const auto& arg = args[i];
+        const bool hasValue = i + 1 < args.size();
+        if (arg == "--tsp" && hasValue) {
+            signInfo["tsp_url"] = args[++i];
+        } else if (arg == "--ocsp" && hasValue) {
+            signInfo["ocsp_url"] = args[++i];
+        } else if (arg == "--out" && hasValue) {
+            output = fs::absolute(fs::u8path(args[++i]));
+        } else if (arg.rfind("--", 0) != 0 && !file) {
+            file = fs::absolute(fs::u8path(arg));
+        } else {
+            error = "enhance: unexpected argument '" + arg + "'";
+            return std::nullopt;
+        }
+    }
+    if (!file || !signInfo.contains("tsp_url")) {
+        error = "enhance takes FILE and --tsp URL";
+        return std::nullopt;
+    }
+    Command command{CommandKind::Enhance, {}, {}};
+    command.request = {{"method", "enhance"},
+                       {"args",
+                        {{"file", encodedPath(*file)},
+                         {"output_file", encodedPath(output ? *output : *file)},
+                         {"sign_info", signInfo}}}};
+    return command;
+}
+
 }  // namespace
 
 bool isSubcommand(const std::string& name) { return kCommands.count(name) != 0; }
@@ -182,6 +219,7 @@ std::optional<Command> parseCommand(const std::vector<std::string>& args, std::s
         return std::nullopt;
     }
     if (kind->second == CommandKind::Sign) return parseSign(args, error);
+    if (kind->second == CommandKind::Enhance) return parseEnhance(args, error);
 
     // The other subcommands take one plain argument: TEXT for certs (optional), FILE otherwise.
     const bool optional = kind->second == CommandKind::Certs;

@@ -1,5 +1,5 @@
 #pragma once
-// The friendly subcommands of vesk-crypto (certs, sign, verify, extract): each builds one
+// The friendly subcommands of vesk-crypto (certs, sign, verify, extract, enhance): each builds one
 // request from its command line, sends it through the module and prints a plain answer.
 
 #include <nlohmann/json.hpp>
@@ -11,7 +11,7 @@
 
 class ModuleLoader;
 
-enum class CommandKind { Certs, Sign, Verify, Extract };
+enum class CommandKind { Certs, Sign, Verify, Extract, Enhance };
 
 struct Command {
     CommandKind kind = CommandKind::Certs;

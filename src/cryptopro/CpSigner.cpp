@@ -224,4 +224,39 @@ RequestApiResultPtr CpSigner::addCoSign(const std::vector<unsigned char>& signed
     return outcome;
 }
 
+RequestApiResultPtr CpSigner::enhanceSignature(const std::vector<unsigned char>& signature, bool detached,
+                                               std::vector<unsigned char>& result, const SignOptions& options) {
+    VLOG_VERBOSE << "[M] CpSigner::enhanceSignature";
+    auto& api = CryptoProLibApi::instance();
+    CpCryptMsgHandlerGuard message(
+        api.CryptMsgOpenToDecode(kEncoding, detached ? CMSG_DETACHED_FLAG : 0, 0, 0, nullptr, nullptr));
+    if (!message) return GetResultWithError("CpSigner::enhanceSignature CryptMsgOpenToDecode");
+    if (!api.CryptMsgUpdate(message.get(), signature.data(), static_cast<DWORD>(signature.size()), TRUE))
+        return GetResultWithError("CpSigner::enhanceSignature CryptMsgUpdate");
+    DWORD signers = 0;
+    DWORD size = sizeof(signers);
+    if (!api.CryptMsgGetParam(message.get(), CMSG_SIGNER_COUNT_PARAM, 0, &signers, &size))
+        return GetResultWithError("CpSigner::enhanceSignature CryptMsgGetParam, for get signer count.");
+
+    SignOptions xlong = options;
+    xlong.cades_type = CadesType::CadesXLongType1;
+    CadesSignRecords records(xlong, true);
+    for (DWORD index = 0; index < signers; ++index) {
+        CSP_BOOL already = FALSE;
+        if (api.CadesMsgIsType(message.get(), index, CADES_X_LONG_TYPE_1, &already) && already) {
+            VLOG_INFO << "Signer " << index << " is CADES_X_LONG_TYPE_1 already";
+            continue;
+        }
+        if (!api.CadesMsgEnhanceSignature(message.get(), index, &records.cades))
+            return GetResultWithError("CpSigner::enhanceSignature CadesMsgEnhanceSignature");
+        VLOG_INFO << "Signer " << index << " enhanced to CADES_X_LONG_TYPE_1";
+    }
+    if (auto failed =
+            readMessageParam(message.get(), CMSG_ENCODED_MESSAGE, result, "CpSigner::enhanceSignature", "encoded"))
+        return failed;
+    auto outcome = std::make_shared<RequestApiResult>();
+    outcome->success = true;
+    return outcome;
+}
+
 }  // namespace Vesk::Crypto::CryptoPro

@@ -17,6 +17,8 @@ public:
                                     const SignOptions& options, InternalSignOptions& internal) override;
     RequestApiResultPtr addCoSign(const std::vector<unsigned char>& signedMessage, std::vector<unsigned char>& result,
                                   const SignOptions& options, InternalSignOptions& internal) override;
+    RequestApiResultPtr enhanceSignature(const std::vector<unsigned char>& signature, bool detached,
+                                         std::vector<unsigned char>& result, const SignOptions& options) override;
 
 private:
     CpCertificateStorage storage_;

@@ -17,6 +17,16 @@ public:
                                           std::vector<unsigned char>& result, const SignOptions& options,
                                           InternalSignOptions& internal) = 0;
     virtual ~ISign() = default;
+    // Upgrades every CAdES-BES signer of a signature message to CAdES-X Long Type 1 (signers
+    // already there are kept as they are); `detached` when the message carries no content.
+    // A provider without it refuses.
+    virtual RequestApiResultPtr enhanceSignature(const std::vector<unsigned char>& signature, bool detached,
+                                                 std::vector<unsigned char>& result, const SignOptions& options) {
+        static_cast<void>(signature), static_cast<void>(detached), static_cast<void>(result),
+            static_cast<void>(options);
+        return std::make_shared<RequestApiResult>(
+            RequestApiResult{false, {"tr{Усовершенствование подписи не поддерживается.}"}});
+    }
 };
 
 }  // namespace Vesk::Crypto

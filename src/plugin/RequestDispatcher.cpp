@@ -29,7 +29,7 @@ void parseCryptoProInstalled(const json&, std::string& result) {
 }
 
 // Tested in this order; the first match wins.
-constexpr std::array<MethodRow, 12> kMethods = {{
+constexpr std::array<MethodRow, 13> kMethods = {{
     {"get_list", &parseGetList},
     {"get_providers", &parseGetProviders},
     {"log", &parseLog},
@@ -42,6 +42,7 @@ constexpr std::array<MethodRow, 12> kMethods = {{
     {"verify", &parseVerifyRequest},
     {"sign", &parseSignRequest},
     {"extract", &parseExtractRequest},
+    {"enhance", &parseEnhanceRequest},  // an extension: upgrades a signature file to X Long Type 1
 }};
 
 void dispatch(std::string_view request, std::string& result, LargeStrings largeStrings) {

@@ -5,6 +5,7 @@
 #include "common/Logging.h"
 #include "crypto/CertificateQueries.h"
 #include "crypto/CryptoProviderFactory.h"
+#include "crypto/EnhanceOperation.h"
 #include "crypto/FileRequests.h"
 #include "crypto/SignOperations.h"
 #include "crypto/VerifyOperations.h"
@@ -201,6 +202,24 @@ void parseSignRequest(const json& request, std::string& result) {
         } else {
             result = signFile(options, internal);
         }
+    });
+}
+
+void parseEnhanceRequest(const json& request, std::string& result) {
+    VLOG_VERBOSE << "[F] parseEnhanceRequest";
+    runParser(VESK_PARSER_SITE("parseEnhanceRequest"), ParserFailure::RethrowJson, result, [&] {
+        const json& args = request.at("args");
+        if (!checkJsonParametersExists(args, "sign_info")) {
+            result = makeErrorAnswer("tr{Request without sign_info}");
+            return;
+        }
+        for (const char* name : {"file", "output_file"}) {
+            if (!checkJsonParametersExists(args, name)) {
+                result = missingParamAnswer(name);
+                return;
+            }
+        }
+        result = enhanceFile(args.get<SignOptions>());
     });
 }
 

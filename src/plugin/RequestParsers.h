@@ -26,5 +26,7 @@ void parseFileExists(const json& request, std::string& result);
 void parseVerifyRequest(const json& request, std::string& result);
 void parseExtractRequest(const json& request, std::string& result);
 void parseSignRequest(const json& request, std::string& result);
+// "enhance": "file", "output_file" and "sign_info" with "provider", "tsp_url" (and "ocsp_url").
+void parseEnhanceRequest(const json& request, std::string& result);
 
 }  // namespace Vesk::Crypto

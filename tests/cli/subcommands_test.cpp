@@ -76,7 +76,7 @@ TEST_F(Subcommands, BadUsageExitsTwoBeforeLoadingTheModule) {
     for (const char* arguments :
          {"sign", "sign a.txt b.txt", "sign a.txt --pades", "sign a.pdf --page 0", "sign a.pdf --box 1,2,3",
           "sign a.pdf --attached --detached", "verify", "extract a.sig b.sig", "certs a b", "certs --bogus",
-          "sign a.pdf --stamp", "sign a.txt --xlong", "sign a.txt --tsp"}) {
+          "sign a.pdf --stamp", "sign a.txt --xlong", "sign a.txt --tsp", "enhance a.sgn", "enhance --tsp x"}) {
         const auto result = runCommand(shellQuote(VESK_CLI_PATH) + " --library /nonexistent.so " + arguments + " 2>&1");
         EXPECT_EQ(result.exitCode, 2) << arguments << "\n" << result.output;
         EXPECT_NE(result.output.find("Subcommands:"), std::string::npos) << arguments;
@@ -151,6 +151,13 @@ TEST_F(Subcommands, XLongSignatureWithTimeStampService) {
         cli("sign " + q(note) + " --detached --cert 0x4512 --xlong --tsp " + q(LocalServices::instance().tsaUrl())));
     expectLongTermEvidence(signature, dir_);
     expectText(cli("verify " + q(note)), {"  verified"});
+
+    // Signed CAdES-BES first, enhanced later: named by its original, the signature is what changes.
+    const auto later = write("счёт.txt", "счёт");
+    const fs::path bes = firstLine(cli("sign " + q(later) + " --detached --cert 0x4512"));
+    EXPECT_EQ(firstLine(cli("enhance " + q(later) + " --tsp " + q(LocalServices::instance().tsaUrl()))), bes);
+    expectLongTermEvidence(bes, dir_);
+    EXPECT_EQ(readFile(later), "счёт");
 
     // An unreachable service: an error, and no signature file.
     cli("sign " + q(write("other.txt", "другой")) + " --detached --cert 0x4512 --xlong --tsp " + q(unreachableUrl()),

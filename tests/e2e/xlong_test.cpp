@@ -11,6 +11,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <thread>
+#include <tuple>
 
 using namespace vesk::test;
 using nlohmann::json;
@@ -19,6 +23,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kRevokedUser = "0x009001";  // the leading zero keeps the serial positive
+constexpr const char* kShortLived = "0x00B001";   // the certificate issueCertificate makes
 
 class XLong : public ::testing::Test {
 protected:
@@ -48,9 +53,51 @@ protected:
         }
     }
 
+    // Whether the module verifies signer 0 of `file`, and the module's log of that request.
+    std::pair<bool, std::string> verdictOf(const fs::path& file) {
+        std::string logged;
+        const json answer = client.requestJson(verifyRequest(file), logged);
+        EXPECT_TRUE(answer["data"].is_array()) << answer.dump();
+        return {answer["data"].is_array() && answer["data"][0]["Verifyed"] == true, logged};
+    }
+
     ModuleClient client;
     fs::path dir;
 };
+
+// The library's status texts for a signer that does not verify.
+constexpr const char* kSignerRevocationFailed = "Ошибка проверки конечного сертификата на отзыв.";
+constexpr const char* kNoValidSignatureTimeStamp = "В сообщении не найден действительный штамп времени на подпись.";
+constexpr const char* kNoChain = "Не удалось построить цепочку для сертификата, на ключе которого подписано сообщение.";
+
+// "openssl ARGS", which must succeed.
+void mustRun(const std::string& args) {
+    std::string output;
+    ASSERT_EQ(openssl(args, &output), 0) << args << "\n" << output;
+}
+
+// A GOST key and a certificate for it issued by ISSUER (PEM files), with the extensions of `section`
+// in `config` and the validity given, by openssl ca; its index line goes to `index` when given.
+void issueCertificate(const fs::path& work, const std::string& name, const std::string& issuer,
+                      const std::string& section, const std::string& validity, const fs::path& index = {}) {
+    const fs::path config = work / (name + ".cnf");
+    writeBytes(config, ".include " + pki("openssl.cnf") +
+                           "\n[ca]\ndefault_ca = made\n[made]\ndatabase = " + (work / (name + ".index")).string() +
+                           "\nnew_certs_dir = " + work.string() + "\nserial = " + (work / (name + ".serial")).string() +
+                           "\ndefault_md = default\npolicy = any\nunique_subject = no\n[any]\ncommonName = supplied\n"
+                           "[tsa]\nextendedKeyUsage = critical, timeStamping\nkeyUsage = critical, digitalSignature\n"
+                           "[user]\nkeyUsage = critical, digitalSignature, nonRepudiation\n"
+                           "authorityInfoAccess = OCSP;URI:http://127.0.0.1:2560/ocsp\n");
+    writeBytes(work / (name + ".index"), "");
+    writeBytes(work / (name + ".serial"), "B001\n");
+    const std::string stem = (work / name).string();
+    mustRun("genpkey -algorithm gost2012_256 -pkeyopt paramset:A -out " + q(stem + ".key"));
+    mustRun("req -new -key " + q(stem + ".key") + " -subj /CN=" + name + " -out " + q(stem + ".csr"));
+    mustRun("ca -config " + q(config) + " -batch -notext -extensions " + section + " " + validity + " -keyfile " +
+            q(pki("pem/" + issuer + ".key")) + " -cert " + q(pki("pem/" + issuer + ".crt")) + " -in " +
+            q(stem + ".csr") + " -out " + q(stem + ".crt"));
+    if (!index.empty()) writeBytes(index, readFile(index) + readFile(work / (name + ".index")));
+}
 
 }  // namespace
 
@@ -133,4 +180,170 @@ TEST_F(XLong, FailuresAnswerErrorsAndWriteNothing) {
         EXPECT_EQ(readFile(text), "текст");
         EXPECT_EQ(readFile(pdf), pdfBefore);
     }
+}
+
+// Evidence anyone can forge after the fact (an OCSP answer swapped, its reference updated and the
+// CAdES-C time-stamp renewed at the trusted TSA; a signature time-stamp from a TSA of one's own)
+// is refused by the module and by the independent judge alike.
+TEST_F(XLong, ForgedEvidenceIsNotVerified) {
+    const std::string tsa = LocalServices::instance().tsaUrl();
+    writeBytes(dir / "act.txt", "Акт\n");
+    ASSERT_TRUE(sign(dir / "act.txt", dir / "act.txt", "Detached", tsa)["error"].is_null());
+    expectLongTermEvidence(dir / "act.txt.sgn", dir);
+    ASSERT_TRUE(verdictOf(dir / "act.txt").first);
+    // A time-stamping certificate under the PKI's untrusted root.
+    issueCertificate(dir, "outside_tsa", "root_orphan", "tsa", "-days 30");
+    const std::string good = q(dir / "act.txt.sgn");
+    using Case = std::tuple<const char*, std::string, const char*>;  // what, spoiling, status text
+    const Case cases[] = {
+        {"revoked OCSP answer", "swap-ocsp " + good + " revoked", kSignerRevocationFailed},
+        {"broken OCSP signature", "swap-ocsp " + good + " broken", kSignerRevocationFailed},
+        {"TSA outside the trusted roots",
+         "restamp " + good + " " + q(dir / "outside_tsa.key") + " " + q(dir / "outside_tsa.crt"),
+         kNoValidSignatureTimeStamp},
+    };
+    int n = 0;
+    for (const auto& [what, spoiling, text] : cases) {
+        SCOPED_TRACE(what);
+        const fs::path folder = makeTempDir("forged" + std::to_string(++n));
+        fs::copy_file(dir / "act.txt", folder / "act.txt");
+        spoilEvidence(spoiling + " " + q(folder / "act.txt.sgn"));
+        std::string report;
+        EXPECT_FALSE(evidenceHolds(folder / "act.txt.sgn", folder, 0, &report)) << report;
+        const auto [verified, logged] = verdictOf(folder / "act.txt");
+        EXPECT_FALSE(verified);
+        EXPECT_NE(logged.find(text), std::string::npos) << logged;
+    }
+}
+
+// A revoked certificate signs nothing, and a signature made with it elsewhere (openssl) is
+// reported not verified when its responder can be asked.
+TEST_F(XLong, RevokedCertificateNeitherSignsNorVerifies) {
+    LocalServices::instance();
+    writeBytes(dir / "memo.txt", "Служебная записка\n");
+    const json refused = client.requestJson(
+        signRequest((dir / "memo.txt").string(), (dir / "memo.txt").string(), "Detached", kRevokedUser));
+    EXPECT_FALSE(refused["error"].is_null()) << refused.dump();
+    EXPECT_FALSE(fs::exists(dir / "memo.txt.sgn"));
+    opensslSign(dir / "memo.txt", dir / "memo.txt.sgn", "user_revoked", true);
+    const auto [verified, logged] = verdictOf(dir / "memo.txt");
+    EXPECT_FALSE(verified);
+    EXPECT_NE(logged.find(kSignerRevocationFailed), std::string::npos) << logged;
+}
+
+// A long-term signature outlives its certificate: judged when it was stamped, it still verifies
+// once the certificate has expired; a CAdES-BES signature by the same certificate does not.
+TEST_F(XLong, ExpiredCertificateKeepsItsLongTermSignature) {
+    // A home of this test's own, so that the short-lived certificate joins no other test's store.
+    const fs::path home = makeTempDir("home");
+    fs::copy(pki(""), home, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+    ::setenv("CADES_EMULATOR_HOME", home.c_str(), 1);
+    constexpr int kLifetimeSeconds = 10;
+    const auto stamp = [](std::chrono::system_clock::time_point when) {
+        const std::time_t t = std::chrono::system_clock::to_time_t(when);
+        char text[32];
+        std::strftime(text, sizeof text, "%Y%m%d%H%M%SZ", std::gmtime(&t));
+        return std::string(text);
+    };
+    const auto now = std::chrono::system_clock::now();
+    const auto expiry = now + std::chrono::seconds(kLifetimeSeconds);
+    issueCertificate(dir, "short_lived", "ca_gost", "user",
+                     "-startdate " + stamp(now - std::chrono::minutes(1)) + " -enddate " + stamp(expiry),
+                     home / "ocsp" / "ca_gost.index");
+    fs::copy_file(dir / "short_lived.crt", home / "My" / "short_lived.crt");
+    fs::copy_file(dir / "short_lived.key", home / "My" / "short_lived.key");
+    const std::string tsa = LocalServices::instance().tsaUrl();
+
+    writeBytes(dir / "lease.txt", "Договор аренды\n");
+    const fs::path besDir = makeTempDir("bes");
+    fs::copy_file(dir / "lease.txt", besDir / "lease.txt");
+    const json signed_ = sign(dir / "lease.txt", dir / "lease.txt", "Detached", tsa, kShortLived);
+    ASSERT_TRUE(signed_["error"].is_null()) << signed_.dump();
+    ASSERT_TRUE(client
+                    .requestJson(signRequest((besDir / "lease.txt").string(), (besDir / "lease.txt").string(),
+                                             "Detached", kShortLived))["error"]
+                    .is_null());
+    ASSERT_LT(std::chrono::system_clock::now(), expiry) << "signing took longer than the certificate lived";
+    EXPECT_TRUE(verdictOf(besDir / "lease.txt").first);
+    std::this_thread::sleep_until(expiry + std::chrono::seconds(2));
+
+    EXPECT_TRUE(verdictOf(dir / "lease.txt").first);
+    expectLongTermEvidence(dir / "lease.txt.sgn", dir);
+    const auto [besVerified, logged] = verdictOf(besDir / "lease.txt");
+    EXPECT_FALSE(besVerified);
+    EXPECT_NE(logged.find(kNoChain), std::string::npos) << logged;
+}
+
+// "enhance" upgrades what was signed offline: files signed CAdES-BES by the module and by openssl
+// become X Long Type 1 with their signed parts untouched, accepted by openssl and the evidence
+// judge; a signer already X Long Type 1 stays as it is; a signed PDF is refused.
+TEST_F(XLong, EnhanceUpgradesBesSignatures) {
+    const std::string tsa = LocalServices::instance().tsaUrl();
+    const auto enhance = [&](const fs::path& file, const fs::path& output) {
+        return client.call("enhance", {{"file", b64(file.string())},
+                                       {"output_file", b64(output.string())},
+                                       {"sign_info", {{"provider", "CryptoPRO"}, {"tsp_url", tsa}}}});
+    };
+    const fs::path out = makeTempDir("attached");
+    writeBytes(dir / "act.txt", "Акт\n");
+    writeBytes(dir / "letter.txt", "Письмо\n");
+    writeBytes(dir / "order.txt", "Приказ\n");
+    ASSERT_TRUE(client
+                    .requestJson(signRequest((dir / "act.txt").string(), (dir / "act.txt").string(), "Detached",
+                                             kIvanov))["error"]
+                    .is_null());
+    ASSERT_TRUE(client
+                    .requestJson(signRequest((dir / "letter.txt").string(), (out / "letter.sig").string(), "Attached",
+                                             kIvanov))["error"]
+                    .is_null());
+    ASSERT_TRUE(client
+                    .requestJson(signRequest((out / "letter.sig").string(), (out / "letter.p7s").string(), "Attached",
+                                             kPetrova, {{"cosign", true}}))["error"]
+                    .is_null());
+    mustRun("cms -sign -cades -binary -nodetach -md md_gost12_512 -in " + q(dir / "order.txt") + " -signer " +
+            q(pki("pem/user_gost512.crt")) + " -inkey " + q(pki("pem/user_gost512.key")) + " -outform DER -out " +
+            q(out / "order.p7s"));
+
+    using Case = std::tuple<fs::path, fs::path, fs::path, int>;  // asked, written, detached content, signers
+    for (const auto& [asked, written, content, signers] :
+         {Case{dir / "act.txt", dir / "act.txt.sgn", dir / "act.txt", 1},
+          Case{out / "letter.p7s", out / "letter-xl.p7s", {}, 2}, Case{out / "order.p7s", out / "order.p7s", {}, 1}}) {
+        SCOPED_TRACE(asked.string());
+        const fs::path source = content.empty() ? asked : written;
+        std::vector<std::string> before;
+        for (int i = 0; i < signers; ++i) before.push_back(signedPartOf(source, i));
+        EXPECT_EQ(enhance(asked, written), answerWith(written));
+        EXPECT_TRUE(opensslVerifies(written, content));
+        for (int i = 0; i < signers; ++i) {
+            EXPECT_EQ(signedPartOf(written, i), before[static_cast<size_t>(i)]);
+            expectLongTermEvidence(written, dir, i);
+        }
+        EXPECT_TRUE(verdictOf(content.empty() ? written : content).first);
+    }
+    EXPECT_EQ(readFile(dir / "act.txt"), "Акт\n");
+
+    // Enhanced again: nothing changes.
+    const std::string once = readFile(out / "order.p7s");
+    EXPECT_EQ(enhance(out / "order.p7s", out / "again.p7s"), answerWith(out / "again.p7s"));
+    EXPECT_EQ(readFile(out / "again.p7s"), once);
+
+    makePdf(dir / "contract.pdf");
+    ASSERT_TRUE(client
+                    .requestJson(signRequest((dir / "contract.pdf").string(), (dir / "signed.pdf").string(), "PAdES",
+                                             kIvanov))["error"]
+                    .is_null());
+    const std::string pdf = readFile(dir / "signed.pdf");
+    EXPECT_EQ(enhance(dir / "signed.pdf", dir / "signed.pdf"),
+              failed("tr{Подписанный PDF не усовершенствуется: укажите файл подписи CAdES.}"));
+    EXPECT_EQ(readFile(dir / "signed.pdf"), pdf);
+
+    // What it cannot serve is refused, with nothing written.
+    EXPECT_EQ(client.request(R"({"method":"enhance","args":{}})"),
+              R"({"data":null,"error":["tr{Request without sign_info}"]})");
+    EXPECT_EQ(client.call("enhance", {{"sign_info", {{"tsp_url", tsa}}}}),
+              refusal("tr{Param 'file' in 'args' is not exists}"));
+    EXPECT_EQ(enhance(dir / "missing.sgn", dir / "out.sgn"), failed("Не удалось прочитать файл"));
+    const json notSigned = enhance(writeBytes(dir / "plain.sig", "не подпись"), dir / "out.sgn");
+    EXPECT_TRUE(notSigned["data"].is_null() && !notSigned["error"].is_null()) << notSigned.dump();
+    EXPECT_FALSE(fs::exists(dir / "out.sgn"));
 }

@@ -20,11 +20,21 @@ int openssl(const std::string& args, std::string* output = nullptr);
 bool opensslVerifies(const std::filesystem::path& signature, const std::filesystem::path& content = {},
                      const std::filesystem::path& out = "/dev/null");
 
-// The CAdES-X Long Type 1 evidence of signer `signer` of a CMS signature file, judged by openssl
-// after tests/support/cades-evidence.py takes it out (into `work`): the signature time-stamp over
-// the signature value, the CAdES-C time-stamp over the value and the references, and the one OCSP
-// answer, verified and "good".
+// The CAdES-X Long Type 1 evidence of signer `signer` of a CMS signature file, judged by
+// tests/support/cades-evidence.py (working in `work`) from the standards' text: both time-stamps'
+// imprints recomputed and their tokens verified by openssl ts, every reference paired with its value
+// by position and hash, every kept OCSP answer verified by openssl ocsp and "good". The judge's
+// report lands in *report.
+bool evidenceHolds(const std::filesystem::path& signature, const std::filesystem::path& work, int signer = 0,
+                   std::string* report = nullptr);
 void expectLongTermEvidence(const std::filesystem::path& signature, const std::filesystem::path& work, int signer = 0);
+
+// A digest of signer `signer`'s signed part (its SignerInfo without unsigned attributes).
+std::string signedPartOf(const std::filesystem::path& signature, int signer = 0);
+
+// Runs "cades-evidence.py ARGS" to spoil a signature's evidence (swap-ocsp, restamp); fails the
+// current test when it fails.
+void spoilEvidence(const std::string& args);
 
 // The CAdES library the module is pointed at: VESK_TEST_CADES_LIBRARY when set, else the
 // project's emulator.
