@@ -1,12 +1,14 @@
 #include "document/PdfFonts.h"
 
 #include "common/Logging.h"
+#include "document/Win1251Encoding.h"
 
 #include <fontconfig/fontconfig.h>
 
 #include <cctype>
 #include <memory>
 #include <mutex>
+#include <set>
 
 namespace Vesk::Crypto {
 namespace {
@@ -108,6 +110,29 @@ PoDoFo::PdfFont* createFont(PoDoFo::PdfMemDocument& document, const std::string&
         VLOG_ERROR << "Unknown error in create font function.";
     }
     return nullptr;
+}
+
+// Both sides are compared as PoDoFo gives them: big-endian UTF-16 units.
+bool encodes(const PoDoFo::PdfEncoding* encoding, const PoDoFo::PdfString& text) {
+    std::set<PoDoFo::pdf_utf16be> codes;
+    for (int i = encoding->GetFirstChar(); i <= encoding->GetLastChar(); ++i) codes.insert(encoding->GetCharCode(i));
+    const PoDoFo::PdfString unicode = text.ToUnicode();
+    const PoDoFo::pdf_utf16be* chars = unicode.GetUnicode();
+    for (PoDoFo::pdf_long i = 0; i < unicode.GetUnicodeLength(); ++i) {
+        if (codes.count(chars[i]) == 0) return false;
+    }
+    return true;
+}
+
+PoDoFo::PdfFont* createFontFor(PoDoFo::PdfMemDocument& document, const std::string& name, bool bold, bool italic,
+                               const PoDoFo::PdfString& text) {
+    PoDoFo::PdfFont* font =
+        createFont(document, name, bold, italic, PoDoFo::PdfEncodingFactory::GlobalIdentityEncodingInstance());
+    if (font == nullptr || !font->GetEncoding()->IsSingleByteEncoding()) return font;
+    if (encodes(font->GetEncoding(), text) || !encodes(Win1251Encoding::instance(), text)) return font;
+    VLOG_DEBUG << "Fallback font with the Windows-1251 encoding for '" << text.GetStringUtf8() << "'";
+    PoDoFo::PdfFont* cyrillic = createFallbackFont(document, Win1251Encoding::instance());
+    return cyrillic != nullptr ? cyrillic : font;
 }
 
 }  // namespace Vesk::Crypto
