@@ -6,9 +6,11 @@
 #include <fontconfig/fontconfig.h>
 
 #include <cctype>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
+#include <tuple>
 
 namespace Vesk::Crypto {
 namespace {
@@ -56,6 +58,9 @@ bool familyIsKnown(FcPattern* request, FcPattern* match) {
     return false;
 }
 
+// The TrueType file fontconfig matches to the family; called with the lookup lock held.
+std::string matchFontFile(const std::string& name, bool bold, bool italic);
+
 }  // namespace
 
 // PoDoFo's own lookup (PdfFontCache::GetFontConfigFontPath) skips the configuration's alias
@@ -63,6 +68,19 @@ bool familyIsKnown(FcPattern* request, FcPattern* match) {
 // on the configuration of PoDoFo's fontconfig wrapper.
 std::string findFontFile(const std::string& name, bool bold, bool italic) {
     const std::lock_guard<std::mutex> lock(fontConfigMutex());
+    // A stamp on every page asks for the same faces on every page; fontconfig's matching is slow.
+    static std::map<std::tuple<std::string, bool, bool>, std::string> found;
+    const auto key = std::make_tuple(name, bold, italic);
+    if (const auto known = found.find(key); known != found.end()) return known->second;
+    if (found.size() > 256) found.clear();
+    std::string file = matchFontFile(name, bold, italic);
+    found.emplace(key, file);
+    return file;
+}
+
+namespace {
+
+std::string matchFontFile(const std::string& name, bool bold, bool italic) {
     auto* config = static_cast<FcConfig*>(fontConfig().GetFontConfig());
     if (config == nullptr) return {};
 
@@ -84,6 +102,8 @@ std::string findFontFile(const std::string& name, bool bold, bool italic) {
     if (FcPatternGetString(match.get(), FC_FILE, 0, &file) != FcResultMatch) return {};
     return reinterpret_cast<const char*>(file);
 }
+
+}  // namespace
 
 PoDoFo::PdfFont* createFallbackFont(PoDoFo::PdfMemDocument& document, const PoDoFo::PdfEncoding* encoding) {
     VLOG_VERBOSE << "[F] createFallbackFont";
