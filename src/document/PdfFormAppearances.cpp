@@ -135,15 +135,20 @@ PdfString textOf(const PdfObject* value) {
     return PdfString("");
 }
 
-// A font that draws a field's text: one of the form's (/DR), whose text is encoded here through
-// `codes`, or one of the module's, which encodes its text itself.
+// A font that draws a field's text: one of the form's (/DR), read here without changing it (its
+// codes through its /Encoding, its widths from /Widths or, for a standard font, from a stand-in),
+// or one of the module's, which encodes and measures its text itself.
 struct FieldFont {
-    PdfFont* font = nullptr;
+    PdfFont* own = nullptr;
     PdfName name;
     PdfReference reference;
     std::map<pdf_utf16be, char> codes;
+    std::vector<double> widths;  // 1/1000 em, from code firstChar on
+    int firstChar = 0;
+    PdfFont* standIn = nullptr;           // the standard font of that name
+    double ascent = 0.8, descent = -0.2;  // em
 
-    bool ofForm() const { return !codes.empty(); }
+    bool ofForm() const { return own == nullptr; }
     // The text's codes in a font of the form; false when one of its characters has none.
     bool encode(const PdfString& text, std::string& bytes) const {
         const PdfString unicode = text.ToUnicode();
@@ -155,15 +160,21 @@ struct FieldFont {
         }
         return true;
     }
-    double width(const PdfString& text) const {
-        const PdfFontMetrics* metrics = font->GetFontMetrics();
-        if (ofForm()) {
-            std::string bytes;
-            encode(text, bytes);
-            return metrics->StringWidth(bytes.data(), static_cast<pdf_long>(bytes.size()));
-        }
+    double width(const PdfString& text, double size) const {
         const PdfString unicode = text.ToUnicode();
-        return metrics->StringWidth(unicode.GetUnicode(), static_cast<unsigned int>(unicode.GetUnicodeLength()));
+        const auto count = static_cast<unsigned int>(unicode.GetUnicodeLength());
+        if (PdfFont* measured = own != nullptr ? own : standIn; measured != nullptr && widths.empty()) {
+            measured->SetFontSize(static_cast<float>(size));
+            return measured->GetFontMetrics()->StringWidth(unicode.GetUnicode(), count);
+        }
+        std::string bytes;
+        encode(text, bytes);
+        double total = 0;
+        for (const char byte : bytes) {
+            const auto at = static_cast<size_t>(static_cast<unsigned char>(byte)) - static_cast<size_t>(firstChar);
+            total += at < widths.size() ? widths[at] : 500;
+        }
+        return total / 1000 * size;
     }
 };
 
@@ -172,7 +183,8 @@ class AppearancePainter : public PdfPainter {
 public:
     void drawText(const FieldFont& font, double size, double x, double y, const PdfString& text) {
         if (!font.ofForm()) {
-            SetFont(font.font);
+            font.own->SetFontSize(static_cast<float>(size));
+            SetFont(font.own);
             DrawText(x, y, text);
             return;
         }
@@ -192,7 +204,7 @@ public:
 };
 
 // Breaks text into lines no wider than `width`, at blanks and line ends.
-std::vector<PdfString> wrapped(const FieldFont& font, const PdfString& text, double width) {
+std::vector<PdfString> wrapped(const FieldFont& font, double size, const PdfString& text, double width) {
     std::vector<PdfString> lines;
     std::istringstream paragraphs(text.GetStringUtf8());
     const auto pdf = [](const std::string& utf8) { return PdfString(reinterpret_cast<const pdf_utf8*>(utf8.c_str())); };
@@ -202,7 +214,7 @@ std::vector<PdfString> wrapped(const FieldFont& font, const PdfString& text, dou
         std::string line;
         for (std::string word; words >> word;) {
             const std::string longer = line.empty() ? word : line + " " + word;
-            if (!line.empty() && font.width(pdf(longer)) > width) {
+            if (!line.empty() && font.width(pdf(longer), size) > width) {
                 lines.push_back(pdf(line));
                 line = word;
             } else {
@@ -283,48 +295,110 @@ private:
         return lines;
     }
 
+    // The single-byte encoding of a font of the form, or null.
+    const PdfEncoding* encodingOf(PdfObject& font) {
+        const PdfObject* subtype = font.GetDictionary().GetKey(PdfName::KeySubtype);
+        if (subtype == nullptr || !subtype->IsName() || subtype->GetName() == PdfName("Type0") ||
+            subtype->GetName() == PdfName("Type3"))
+            return nullptr;
+        PdfObject* encoding = key(document_, &font, "Encoding");
+        if (encoding == nullptr) {
+            const PdfObject* base = key(document_, &font, "BaseFont");
+            const std::string baseName = base != nullptr && base->IsName() ? base->GetName().GetName() : "";
+            if (baseName == "Symbol" || baseName == "ZapfDingbats") return nullptr;
+            return PdfEncodingFactory::GlobalStandardEncodingInstance();
+        }
+        if (encoding->IsName()) {
+            const PdfName& named = encoding->GetName();
+            if (named == PdfName("WinAnsiEncoding")) return PdfEncodingFactory::GlobalWinAnsiEncodingInstance();
+            if (named == PdfName("MacRomanEncoding")) return PdfEncodingFactory::GlobalMacRomanEncodingInstance();
+            if (named == PdfName("StandardEncoding")) return PdfEncodingFactory::GlobalStandardEncodingInstance();
+            return nullptr;
+        }
+        if (!encoding->IsDictionary()) return nullptr;
+        try {
+            differences_.push_back(std::make_unique<PdfDifferenceEncoding>(encoding, false));
+            return differences_.back().get();
+        } catch (const PdfError& error) {
+            VLOG_WARNING << "Form font encoding unusable: " << error.what();
+            return nullptr;
+        }
+    }
+
     // The field's own font from /DR when it encodes the text, else one of the module's.
     FieldFont fontFor(const std::string& name, const std::vector<std::pair<PdfString, bool>>& lines) {
         PdfObject* fonts = dictionaryKey(document_, dictionaryKey(document_, form_, "DR"), "Font");
         PdfObject* entry = fonts != nullptr ? fonts->GetDictionary().GetKey(name) : nullptr;
         PdfObject* fontObject = entry != nullptr && entry->IsReference() ? resolve(document_, entry) : nullptr;
-        if (fontObject != nullptr && fontObject->IsDictionary()) {
-            auto found = wrapped_.find(fontObject);
-            if (found == wrapped_.end()) {
-                FT_Library library = document_.GetFontLibrary();
-                std::unique_ptr<PdfFont> wrapper;
-                try {
-                    wrapper.reset(PdfFontFactory::CreateFont(&library, fontObject));
-                } catch (const PdfError& error) {
-                    VLOG_WARNING << "Form font /" << name << " unusable: " << error.what();
-                }
-                found = wrapped_.emplace(fontObject, std::move(wrapper)).first;
-            }
-            PdfFont* font = found->second.get();
-            if (font != nullptr && font->GetEncoding() != nullptr && font->GetEncoding()->IsSingleByteEncoding()) {
-                // The text is encoded here: PoDoFo's own conversion through a /Differences
-                // encoding writes to standard output.
-                FieldFont chosen;
-                const PdfEncoding* encoding = font->GetEncoding();
-                for (int code = std::max(0, encoding->GetFirstChar()); code <= encoding->GetLastChar() && code < 256;
-                     ++code)
-                    chosen.codes.emplace(encoding->GetCharCode(code), static_cast<char>(code));
-                chosen.font = font;
-                chosen.name = PdfName(name);
-                chosen.reference = entry->GetReference();
-                const bool encodable = std::all_of(lines.begin(), lines.end(), [&](const auto& line) {
-                    std::string bytes;
-                    return chosen.encode(line.first, bytes);
-                });
-                if (encodable) return chosen;
+        const PdfEncoding* encoding =
+            fontObject != nullptr && fontObject->IsDictionary() ? encodingOf(*fontObject) : nullptr;
+        if (encoding != nullptr) {
+            FieldFont chosen;
+            for (int code = std::max(0, encoding->GetFirstChar()); code <= encoding->GetLastChar() && code < 256;
+                 ++code)
+                chosen.codes.emplace(encoding->GetCharCode(code), static_cast<char>(code));
+            chosen.name = PdfName(name);
+            chosen.reference = entry->GetReference();
+            const bool encodable = std::all_of(lines.begin(), lines.end(), [&](const auto& line) {
+                std::string bytes;
+                return chosen.encode(line.first, bytes);
+            });
+            if (encodable) {
+                measure(*fontObject, chosen);
+                return chosen;
             }
         }
         std::string utf8;
         for (const auto& line : lines) utf8 += line.first.GetStringUtf8();
         FieldFont own;
-        own.font = createFontFor(document_, kFormFontName, false, false,
-                                 PdfString(reinterpret_cast<const pdf_utf8*>(utf8.c_str())));
+        own.own = createFontFor(document_, kFormFontName, false, false,
+                                PdfString(reinterpret_cast<const pdf_utf8*>(utf8.c_str())));
+        if (own.own != nullptr) {
+            own.own->SetFontSize(1000);
+            own.ascent = own.own->GetFontMetrics()->GetAscent() / 1000;
+            own.descent = own.own->GetFontMetrics()->GetDescent() / 1000;
+        }
         return own;
+    }
+
+    // Widths and heights of a font of the form: its /Widths and descriptor, or a standard font's.
+    void measure(PdfObject& fontObject, FieldFont& font) {
+        const PdfObject* widths = key(document_, &fontObject, "Widths");
+        const PdfObject* first = key(document_, &fontObject, "FirstChar");
+        if (widths != nullptr && widths->IsArray() && first != nullptr && first->IsNumber()) {
+            font.firstChar = static_cast<int>(first->GetNumber());
+            for (const PdfObject& width : widths->GetArray())
+                font.widths.push_back(number(resolve(document_, const_cast<PdfObject*>(&width)), 500));
+        }
+        PdfObject* descriptor = dictionaryKey(document_, &fontObject, "FontDescriptor");
+        if (descriptor != nullptr) {
+            const double ascent = number(key(document_, descriptor, "Ascent"), 0) / 1000;
+            const double descent = number(key(document_, descriptor, "Descent"), 0) / 1000;
+            if (ascent > 0.3 && ascent < 2) font.ascent = ascent;
+            if (descent < 0 && descent > -1) font.descent = descent;
+            return;
+        }
+        const PdfObject* base = key(document_, &fontObject, "BaseFont");
+        if (base == nullptr || !base->IsName()) return;
+        auto known = standIns_.find(base->GetName().GetName());
+        if (known == standIns_.end()) {
+            std::unique_ptr<PdfFont> standIn;
+            try {
+                standIn.reset(PdfFontFactory::CreateBase14Font(base->GetName().GetName().c_str(), ePdfFont_Normal,
+                                                               PdfEncodingFactory::GlobalWinAnsiEncodingInstance(),
+                                                               &scratch_));
+            } catch (const PdfError&) {
+            }
+            known = standIns_.emplace(base->GetName().GetName(), std::move(standIn)).first;
+        }
+        font.standIn = known->second.get();
+        if (font.standIn != nullptr) {
+            font.standIn->SetFontSize(1000);
+            const double ascent = font.standIn->GetFontMetrics()->GetAscent() / 1000;
+            const double descent = font.standIn->GetFontMetrics()->GetDescent() / 1000;
+            if (ascent > 0.3 && ascent < 2) font.ascent = ascent;
+            if (descent < 0 && descent > -1) font.descent = descent;
+        }
     }
 
     void draw(PdfObject& widget, const FieldState& state) {
@@ -344,7 +418,7 @@ private:
         const DefaultAppearance da = parseAppearance(
             state.appearance.empty() ? textOf(key(document_, form_, "DA")).GetStringUtf8() : state.appearance);
         const FieldFont font = fontFor(da.font, lines);
-        if (font.font == nullptr) return;
+        if (!font.ofForm() && font.own == nullptr) return;
 
         PdfColor background, border;
         const bool hasBackground = colorOf(document_, mk, "BG", background);
@@ -359,15 +433,12 @@ private:
             // Auto size: as large as the field's height allows, and a single line as wide as it fits.
             size = listBox || multiline ? 12 : std::max(1.0, (height - 2 * pad) / 1.2);
             if (!listBox && !multiline && !lines.empty()) {
-                font.font->SetFontSize(1);
-                const double unit = font.width(lines.front().first);
+                const double unit = font.width(lines.front().first, 1);
                 if (unit > 0) size = std::max(1.0, std::min(size, (width - 2 * pad) / unit));
             }
         }
-        font.font->SetFontSize(static_cast<float>(size));
-        const PdfFontMetrics* metrics = font.font->GetFontMetrics();
-        double ascent = metrics->GetAscent();
-        double descent = metrics->GetDescent();
+        double ascent = font.ascent * size;
+        double descent = font.descent * size;
         if (!(ascent > 0) || ascent > 2 * size) ascent = 0.8 * size;
         if (!(descent < 0) || descent < -size) descent = -0.2 * size;
         const double lineHeight = std::max(size * 1.15, ascent - descent);
@@ -396,7 +467,7 @@ private:
         painter.Save();
         painter.SetClipRect(pad - 1, pad - 1, width - 2 * (pad - 1), height - 2 * (pad - 1));
         const auto place = [&](const PdfString& text, double y) {
-            const double textWidth = font.width(text);
+            const double textWidth = font.width(text, size);
             double x = pad;
             if (state.alignment == 1) x = (width - textWidth) / 2;
             if (state.alignment == 2) x = width - pad - textWidth;
@@ -419,7 +490,7 @@ private:
             }
         } else if (multiline) {
             double y = height - pad - ascent;
-            for (const PdfString& line : wrapped(font, lines.front().first, width - 2 * pad)) {
+            for (const PdfString& line : wrapped(font, size, lines.front().first, width - 2 * pad)) {
                 place(line, y);
                 y -= lineHeight;
             }
@@ -433,7 +504,7 @@ private:
                 const pdf_utf16be* chars = unicode.GetUnicode();
                 for (size_t i = 0; i < count; ++i) {
                     const PdfString one(&chars[i], 1);
-                    const double x = cell * static_cast<double>(i) + (cell - font.width(one)) / 2;
+                    const double x = cell * static_cast<double>(i) + (cell - font.width(one, size)) / 2;
                     painter.SetColor(da.color);
                     painter.drawText(font, size, x, baseline, one);
                 }
@@ -451,7 +522,10 @@ private:
 
     PdfMemDocument& document_;
     PdfObject* form_;
-    std::map<PdfObject*, std::unique_ptr<PdfFont>> wrapped_;
+    // Stand-ins for standard fonts live apart from the document, which they must not change.
+    PdfVecObjects scratch_;
+    std::map<std::string, std::unique_ptr<PdfFont>> standIns_;
+    std::vector<std::unique_ptr<PdfDifferenceEncoding>> differences_;
 };
 
 }  // namespace
