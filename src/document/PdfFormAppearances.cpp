@@ -23,7 +23,6 @@ using namespace PoDoFo;
 // Field flags (PDF 1.7, tables 226, 228, 230, 232).
 constexpr pdf_int64 kMultiline = 1 << 12;
 constexpr pdf_int64 kPassword = 1 << 13;
-constexpr pdf_int64 kRadio = 1 << 15;
 constexpr pdf_int64 kPushButton = 1 << 16;
 constexpr pdf_int64 kCombo = 1 << 17;
 constexpr pdf_int64 kComb = 1 << 24;
@@ -213,7 +212,9 @@ std::vector<PdfString> wrapped(const FieldFont& font, double size, const PdfStri
         std::istringstream words(paragraph);
         std::string line;
         for (std::string word; words >> word;) {
-            const std::string longer = line.empty() ? word : line + " " + word;
+            std::string longer = line;
+            if (!longer.empty()) longer += ' ';
+            longer += word;
             if (!line.empty() && font.width(pdf(longer), size) > width) {
                 lines.push_back(pdf(line));
                 line = word;
