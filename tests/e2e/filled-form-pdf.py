@@ -2,7 +2,8 @@
 """filled-form-pdf.py KIND OUT: a one-page form filled the way form fillers do, with values set,
 appearances stale or missing, and /NeedAppearances true. KIND "reportlab": text, combo box, list box, check box and radio fields made by reportlab, then
 filled by editing their values. KIND "hand": fields written by hand with no appearances at all:
-auto-sized, coloured, centred, right-aligned, turned, comb, multiline and inherited attributes.
+auto-sized, coloured, centred, right-aligned, turned, comb, multiline and inherited attributes;
+KIND "hand-bare" the same with no default appearance in the form and its resources indirect.
 Prints the filled values, one per line, then "rect X1 Y1 X2 Y2" for every widget."""
 import re, subprocess, sys
 
@@ -53,10 +54,11 @@ def reportlab_form():
     return data, values
 
 
-def hand_form():
+def hand_form(bare):
+    resources = b"<< /Font << /Helv 9 0 R /ZaDb 10 0 R >> >>"
     objects = [
         b"<< /Type /Catalog /Pages 2 0 R /AcroForm << /Fields [4 0 R 5 0 R 6 0 R 7 0 R 8 0 R 11 0 R 12 0 R 15 0 R 16 0 R]"
-        b" /NeedAppearances true /DA (/Helv 0 Tf 0 g) /DR << /Font << /Helv 9 0 R /ZaDb 10 0 R >> >> >> >>",
+        b" /NeedAppearances true " + (b"/DR 22 0 R" if bare else b"/DA (/Helv 0 Tf 0 g) /DR " + resources) + b" >> >>",
         b"<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
         b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 400 400] /Contents 19 0 R /Resources << >>"
         b" /Annots [4 0 R 5 0 R 6 0 R 7 0 R 8 0 R 13 0 R 14 0 R 15 0 R 16 0 R 17 0 R 18 0 R] >>",
@@ -101,11 +103,12 @@ def hand_form():
     off = b"0 0 0 RG 0.5 0.5 19 19 re S"
     objects.append(b"<< /Type /XObject /Subtype /Form /BBox [0 0 20 20] /Length %d >>\nstream\n" % len(off) + off +
                    b"\nendstream")
+    objects.append(resources)
     values = ["Centred", "Петров", "Turned text", "Green", "Twice", "Two"]
     return pdf_of(objects), values
 
 
-data, values = reportlab_form() if kind == "reportlab" else hand_form()
+data, values = reportlab_form() if kind == "reportlab" else hand_form(kind == "hand-bare")
 open(out + ".raw", "wb").write(data)
 # qpdf writes the cross-reference table anew after the edits.
 subprocess.run(["qpdf", out + ".raw", out], check=False)
