@@ -202,27 +202,54 @@ public:
     }
 };
 
-// Breaks text into lines no wider than `width`, at blanks and line ends.
+// Breaks text into lines no wider than `width`, at blanks and line ends; each word is measured
+// once, so the work stays linear in the text.
 std::vector<PdfString> wrapped(const FieldFont& font, double size, const PdfString& text, double width) {
+    const PdfString unicode = text.ToUnicode();
+    const pdf_utf16be* chars = unicode.GetUnicode();
+    const auto count = static_cast<size_t>(std::max<pdf_long>(0, unicode.GetUnicodeLength()));
+    // The units as PoDoFo stores them, whatever the machine's byte order.
+    const auto unitOf = [](const char* c) { return PdfString(c).ToUnicode().GetUnicode()[0]; };
+    const pdf_utf16be blank = unitOf(" "), newline = unitOf("\n"), ret = unitOf("\r");
+    const auto piece = [&](size_t from, size_t to) {
+        return PdfString(chars + from, static_cast<pdf_long>(to - from));
+    };
+    const double blankWidth = font.width(PdfString(" "), size);
+
     std::vector<PdfString> lines;
-    std::istringstream paragraphs(text.GetStringUtf8());
-    const auto pdf = [](const std::string& utf8) { return PdfString(reinterpret_cast<const pdf_utf8*>(utf8.c_str())); };
-    for (std::string paragraph; std::getline(paragraphs, paragraph);) {
-        if (!paragraph.empty() && paragraph.back() == '\r') paragraph.pop_back();
-        std::istringstream words(paragraph);
-        std::string line;
-        for (std::string word; words >> word;) {
-            std::string longer = line;
-            if (!longer.empty()) longer += ' ';
-            longer += word;
-            if (!line.empty() && font.width(pdf(longer), size) > width) {
-                lines.push_back(pdf(line));
-                line = word;
-            } else {
-                line = longer;
-            }
+    size_t start = 0, end = 0;
+    double lineWidth = 0;
+    bool open = false;
+    for (size_t i = 0; i <= count;) {
+        if (i == count || chars[i] == newline || chars[i] == ret) {
+            lines.push_back(open ? piece(start, end) : PdfString(""));
+            open = false;
+            lineWidth = 0;
+            if (i + 1 < count && chars[i] == ret && chars[i + 1] == newline) ++i;
+            ++i;
+            continue;
         }
-        lines.push_back(pdf(line));
+        if (chars[i] == blank) {
+            ++i;
+            continue;
+        }
+        size_t wordEnd = i;
+        while (wordEnd < count && chars[wordEnd] != blank && chars[wordEnd] != newline && chars[wordEnd] != ret)
+            ++wordEnd;
+        const double wordWidth = font.width(piece(i, wordEnd), size);
+        if (open && lineWidth + blankWidth + wordWidth > width) {
+            lines.push_back(piece(start, end));
+            open = false;
+        }
+        if (!open) {
+            start = i;
+            lineWidth = wordWidth;
+            open = true;
+        } else {
+            lineWidth += blankWidth + wordWidth;
+        }
+        end = wordEnd;
+        i = wordEnd;
     }
     return lines;
 }
@@ -262,10 +289,10 @@ private:
             if (state.value == nullptr) return false;
             if (state.value->IsArray()) {
                 for (const PdfObject& item : state.value->GetArray())
-                    if (textOf(&item).GetStringUtf8() == exported.GetStringUtf8()) return true;
+                    if (textOf(&item) == exported) return true;
                 return false;
             }
-            return textOf(state.value).GetStringUtf8() == exported.GetStringUtf8();
+            return textOf(state.value) == exported;
         };
         if (state.type->GetName() == PdfName("Ch")) {
             // Options are texts or [export, shown] pairs; the value names the export text.
@@ -349,11 +376,14 @@ private:
                 return chosen;
             }
         }
-        std::string utf8;
-        for (const auto& line : lines) utf8 += line.first.GetStringUtf8();
+        std::vector<pdf_utf16be> all;
+        for (const auto& line : lines) {
+            const PdfString unicode = line.first.ToUnicode();
+            all.insert(all.end(), unicode.GetUnicode(), unicode.GetUnicode() + unicode.GetUnicodeLength());
+        }
         FieldFont own;
         own.own = createFontFor(document_, kFormFontName, false, false,
-                                PdfString(reinterpret_cast<const pdf_utf8*>(utf8.c_str())));
+                                all.empty() ? PdfString("") : PdfString(all.data(), static_cast<pdf_long>(all.size())));
         if (own.own != nullptr) {
             own.own->SetFontSize(1000);
             own.ascent = own.own->GetFontMetrics()->GetAscent() / 1000;
@@ -438,6 +468,7 @@ private:
                 if (unit > 0) size = std::max(1.0, std::min(size, (width - 2 * pad) / unit));
             }
         }
+        size = std::max(size, 1.0);  // smaller text is not legible, and would only multiply the work
         double ascent = font.ascent * size;
         double descent = font.descent * size;
         if (!(ascent > 0) || ascent > 2 * size) ascent = 0.8 * size;
