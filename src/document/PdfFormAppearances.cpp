@@ -273,10 +273,13 @@ private:
     // A check box or radio button shows the state its value names, when it has an appearance for it.
     void setState(PdfObject& widget, const FieldState& state) {
         PdfObject* normal = dictionaryKey(document_, dictionaryKey(document_, &widget, "AP"), "N");
+        // Some producers write the value as a string rather than a name.
+        PdfName value;
+        if (state.value != nullptr && state.value->IsName()) value = state.value->GetName();
+        if (state.value != nullptr && state.value->IsString())
+            value = PdfName(state.value->GetString().GetStringUtf8());
         PdfName wanted("Off");
-        if (state.value != nullptr && state.value->IsName() && normal != nullptr &&
-            normal->GetDictionary().HasKey(state.value->GetName()))
-            wanted = state.value->GetName();
+        if (normal != nullptr && value.GetLength() > 0 && normal->GetDictionary().HasKey(value)) wanted = value;
         const PdfObject* current = widget.GetDictionary().GetKey("AS");
         if (current != nullptr && current->IsName() && current->GetName() == wanted) return;
         widget.GetDictionary().AddKey("AS", wanted);
@@ -331,9 +334,13 @@ private:
             return nullptr;
         PdfObject* encoding = key(document_, &font, "Encoding");
         if (encoding == nullptr) {
+            // A font without /Encoding speaks its built-in one: the standard encoding, unless the
+            // font is symbolic.
             const PdfObject* base = key(document_, &font, "BaseFont");
             const std::string baseName = base != nullptr && base->IsName() ? base->GetName().GetName() : "";
             if (baseName == "Symbol" || baseName == "ZapfDingbats") return nullptr;
+            const PdfObject* flags = key(document_, dictionaryKey(document_, &font, "FontDescriptor"), "Flags");
+            if (flags != nullptr && flags->IsNumber() && (flags->GetNumber() & 4) != 0) return nullptr;
             return PdfEncodingFactory::GlobalStandardEncodingInstance();
         }
         if (encoding->IsName()) {
