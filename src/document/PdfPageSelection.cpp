@@ -1,6 +1,7 @@
 #include "document/PdfPageSelection.h"
 
 #include "common/Logging.h"
+#include "document/PdfPages.h"
 
 namespace Vesk::Crypto {
 
@@ -11,14 +12,11 @@ std::string noPagesMessage(const std::filesystem::path& file) {
     return "tr{File} " + file.string() + " tr{not contains pages}";
 }
 
-std::vector<PdfPage*> selectedPages(PdfMemDocument& document, int selector) {
-    std::vector<PdfPage*> pages;
-    if (selector == kEveryPage) {
-        for (int i = 0; i < document.GetPageCount(); ++i) pages.push_back(document.GetPage(i));
-    } else {
-        pages.push_back(document.GetPage(selector == kLastPage ? document.GetPageCount() - 1 : selector));
-    }
-    return pages;
+void forSelectedPages(PdfMemDocument& document, int selector, const std::function<void(PdfPage*)>& visit) {
+    if (selector == kEveryPage)
+        forEachPage(document, [&](PdfPage& page) { visit(&page); });
+    else
+        visit(document.GetPage(selector == kLastPage ? document.GetPageCount() - 1 : selector));
 }
 
 }  // namespace Vesk::Crypto

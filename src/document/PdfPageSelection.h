@@ -4,8 +4,8 @@
 #include <podofo/podofo.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
-#include <vector>
 
 namespace Vesk::Crypto {
 
@@ -15,7 +15,9 @@ inline constexpr int kEveryPage = -2;
 // Logs that the PDF has no pages; the message of that failure.
 std::string noPagesMessage(const std::filesystem::path& file);
 
-// The pages a watermark selector names; PdfError for an index the document does not have.
-std::vector<PoDoFo::PdfPage*> selectedPages(PoDoFo::PdfMemDocument& document, int selector);
+// Calls `visit` with each page a watermark selector names, in order (every page in one walk of the
+// page tree); a null page for an index the document does not have.
+void forSelectedPages(PoDoFo::PdfMemDocument& document, int selector,
+                      const std::function<void(PoDoFo::PdfPage*)>& visit);
 
 }  // namespace Vesk::Crypto

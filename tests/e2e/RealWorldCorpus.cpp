@@ -34,7 +34,8 @@ std::vector<CorpusPdf> makeCorpus(const fs::path& dir) {
             {"mutool clean of the above", dir / "mutool-clean.pdf"},
             {"mutool: MediaBox at 100,200 with a CropBox; box at -300,-400, /Rotate 180; /Rotate 270",
              dir / "mutool-cropped.pdf"},
-            {"mutool: a page without /Resources, /Rotate 90", dir / "mutool-bare.pdf"}};
+            {"mutool: a page without /Resources, /Rotate 90", dir / "mutool-bare.pdf"},
+            {"mutool: a page tree two levels deep, /Rotate 90 inherited", dir / "mutool-nested.pdf"}};
 }
 
 fs::path pdfTexManual(const fs::path& dir) {
