@@ -8,6 +8,7 @@
 #include <boost/iostreams/stream.hpp>
 #include <boost/utility/base_from_member.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <string_view>
@@ -48,6 +49,20 @@ public:
         : boost::base_from_member<ArrayStream>(data, size), PdfInputDevice(&member) {}
 };
 
+// A DER SEQUENCE that spans the whole buffer (or a BER one of indefinite length): a signature
+// message, which may carry a whole PDF as its content, header and all.
+bool isWholeDerSequence(const std::vector<char>& bytes) {
+    if (bytes.size() < 2 || bytes[0] != 0x30) return false;
+    const auto lengthByte = static_cast<unsigned char>(bytes[1]);
+    if (lengthByte == 0x80) return true;
+    if (lengthByte < 0x80) return bytes.size() == 2u + lengthByte;
+    const size_t lengthBytes = lengthByte & 0x7fu;
+    if (lengthBytes > 4 || bytes.size() < 2 + lengthBytes) return false;
+    size_t length = 0;
+    for (size_t i = 0; i < lengthBytes; ++i) length = (length << 8) | static_cast<unsigned char>(bytes[2 + i]);
+    return bytes.size() == 2 + lengthBytes + length;
+}
+
 }  // namespace
 
 void preparePdfLibrary() {
@@ -59,6 +74,14 @@ void preparePdfLibrary() {
     });
 }
 
+size_t pdfHeaderOffset(const std::vector<char>& bytes) {
+    constexpr size_t kHeaderReach = 1024;
+    const std::string_view start(bytes.data(), std::min(bytes.size(), kHeaderReach));
+    const size_t header = start.find("%PDF-");
+    if (header == std::string_view::npos || (header > 0 && isWholeDerSequence(bytes))) return 0;
+    return header;
+}
+
 void loadPdfFromBuffer(PdfMemDocument& document, const std::vector<char>& bytes, bool forUpdate) {
     preparePdfLibrary();
     if (!pdfNestingWithin(bytes.data(), bytes.size()))
@@ -68,7 +91,9 @@ void loadPdfFromBuffer(PdfMemDocument& document, const std::vector<char>& bytes,
         enableLegacyPdfCiphers();
     if (bytes.empty()) PODOFO_RAISE_ERROR(ePdfError_InvalidHandle);
     // PoDoFo takes the device over; it reads the bytes for as long as the document lives.
-    const PdfRefCountedInputDevice device(std::make_unique<BorrowedBytesDevice>(bytes.data(), bytes.size()).release());
+    const size_t header = pdfHeaderOffset(bytes);
+    const PdfRefCountedInputDevice device(
+        std::make_unique<BorrowedBytesDevice>(bytes.data() + header, bytes.size() - header).release());
     document.LoadFromDevice(device, forUpdate);
 }
 
