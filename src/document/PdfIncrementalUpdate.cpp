@@ -114,6 +114,21 @@ void writeXrefStream(PdfOutputDevice& device, std::vector<XrefEntry> entries, Pd
     put(device, "\nendstream\nendobj\n");
 }
 
+// The first reference held directly in `value` (through its dictionaries and arrays, not through
+// other objects) that `unreadable` holds for true.
+template <typename Unreadable>
+const PdfReference* findReference(const PdfVariant& value, const Unreadable& unreadable) {
+    if (value.IsReference()) return unreadable(value.GetReference()) ? &value.GetReference() : nullptr;
+    if (value.IsArray()) {
+        for (const PdfObject& item : value.GetArray())
+            if (const PdfReference* found = findReference(item, unreadable)) return found;
+    } else if (value.IsDictionary()) {
+        for (const auto& [key, item] : value.GetDictionary().GetKeys())
+            if (const PdfReference* found = findReference(*item, unreadable)) return found;
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 PdfIncrementalUpdate::PdfIncrementalUpdate(PdfMemDocument& document, const std::vector<char>& bytes)
@@ -158,6 +173,29 @@ std::string PdfIncrementalUpdate::refusalToSign() const {
     return {};
 }
 
+bool PdfIncrementalUpdate::isWritten(const PdfObject& object) const {
+    return object.IsDirty() || object.Reference().ObjectNumber() >= originalSize_;
+}
+
+std::string PdfIncrementalUpdate::refusalOfDamage() const {
+    // A number within the file's that PoDoFo could not load: its entry points at another object
+    // or at no object at all. (PoDoFo lists such numbers as free, so its free list cannot tell
+    // them from numbers the file itself frees; a reference to one of those, in an object the
+    // update changes, is refused too.)
+    const PdfVecObjects& objects = document_.GetObjects();
+    const auto unreadable = [&](const PdfReference& reference) {
+        return reference.ObjectNumber() < originalSize_ && objects.GetObject(reference) == nullptr;
+    };
+    for (const PdfObject* object : objects) {
+        if (!isWritten(*object)) continue;
+        if (const PdfReference* broken = findReference(*object, unreadable)) {
+            VLOG_ERROR << "The update would refer to object " << broken->ToString() << ", which does not read";
+            return "tr{The PDF is damaged: objects it refers to cannot be read}";
+        }
+    }
+    return {};
+}
+
 void PdfIncrementalUpdate::write(PdfOutputDevice& device) {
     const auto [previous, previousIsStream] = lastCrossReference(bytes_, headerOffset_);
     // Font subsets are cut when the document is written; PoDoFo's own writers do this first too.
@@ -173,6 +211,7 @@ void PdfIncrementalUpdate::write(PdfOutputDevice& device) {
     PdfObject* info = trailerInfo != nullptr && trailerInfo->IsReference()
                           ? document_.GetObjects().GetObject(trailerInfo->GetReference())
                           : nullptr;
+    if (info != nullptr && info->HasStream()) info = nullptr;
     std::vector<XrefEntry> entries;
     pdf_objnum size = originalSize_;
     const auto writeObject = [&](PdfObject& object, const PdfReference& reference) {
@@ -192,7 +231,7 @@ void PdfIncrementalUpdate::write(PdfOutputDevice& device) {
         put(device, "\nendobj\n");
     };
     for (PdfObject* object : document_.GetObjects()) {
-        if (object == info || (!object->IsDirty() && object->Reference().ObjectNumber() < originalSize_)) continue;
+        if (object == info || !isWritten(*object)) continue;
         writeObject(*object, object->Reference());
     }
     // PoDoFo changes the document information on loading, and makes one where the file has none,
@@ -200,8 +239,7 @@ void PdfIncrementalUpdate::write(PdfOutputDevice& device) {
     // number of its own: its old one may still name another object, the encryption dictionary
     // for one.
     PdfDictionary trailer = updateTrailer(*document_.GetTrailer(), size, previous);
-    if (info != nullptr && (info->IsDirty() || info->Reference().ObjectNumber() >= originalSize_) &&
-        !info->HasStream()) {
+    if (info != nullptr && isWritten(*info)) {
         const PdfReference fresh(size, 0);
         writeObject(*info, fresh);
         trailer.AddKey("Info", fresh);

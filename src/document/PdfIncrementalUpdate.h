@@ -37,12 +37,19 @@ public:
     std::string refusalToStamp() const;
     std::string refusalToSign() const;
 
+    // The refusal of an update that would refer to objects of the file that cannot be read (the
+    // file's cross-reference data does not match its objects: readers rebuild it, and would then
+    // resolve the update's references through the damage); empty when every one reads.
+    std::string refusalOfDamage() const;
+
     // Writes the original bytes followed by the update.
     void write(PoDoFo::PdfOutputDevice& device);
 
 private:
     PoDoFo::PdfMemDocument& document_;
     const std::vector<char>& bytes_;
+    bool isWritten(const PoDoFo::PdfObject& object) const;
+
     size_t headerOffset_;
     std::unique_ptr<PoDoFo::PdfEncrypt> encrypt_;
     PoDoFo::pdf_objnum originalSize_ = 0;

@@ -2,6 +2,7 @@
 
 #include "document/PdfCiphers.h"
 #include "document/PdfNesting.h"
+#include "document/PdfSignatureProbe.h"
 #include "document/Win1251Encoding.h"
 
 #include <boost/iostreams/device/array.hpp>
@@ -49,20 +50,6 @@ public:
         : boost::base_from_member<ArrayStream>(data, size), PdfInputDevice(&member) {}
 };
 
-// A DER SEQUENCE that spans the whole buffer (or a BER one of indefinite length): a signature
-// message, which may carry a whole PDF as its content, header and all.
-bool isWholeDerSequence(const std::vector<char>& bytes) {
-    if (bytes.size() < 2 || bytes[0] != 0x30) return false;
-    const auto lengthByte = static_cast<unsigned char>(bytes[1]);
-    if (lengthByte == 0x80) return true;
-    if (lengthByte < 0x80) return bytes.size() == 2u + lengthByte;
-    const size_t lengthBytes = lengthByte & 0x7fu;
-    if (lengthBytes > 4 || bytes.size() < 2 + lengthBytes) return false;
-    size_t length = 0;
-    for (size_t i = 0; i < lengthBytes; ++i) length = (length << 8) | static_cast<unsigned char>(bytes[2 + i]);
-    return bytes.size() == 2 + lengthBytes + length;
-}
-
 }  // namespace
 
 void preparePdfLibrary() {
@@ -78,7 +65,7 @@ size_t pdfHeaderOffset(const std::vector<char>& bytes) {
     constexpr size_t kHeaderReach = 1024;
     const std::string_view start(bytes.data(), std::min(bytes.size(), kHeaderReach));
     const size_t header = start.find("%PDF-");
-    if (header == std::string_view::npos || (header > 0 && isWholeDerSequence(bytes))) return 0;
+    if (header == std::string_view::npos || (header > 0 && isSignatureMessage(bytes))) return 0;
     return header;
 }
 
