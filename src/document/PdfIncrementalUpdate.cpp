@@ -74,8 +74,8 @@ void writeXrefTable(PdfOutputDevice& device, const std::vector<XrefEntry>& entri
 
 // A cross-reference stream: type 1 entries of fields 1, offset-width and 2 bytes. Cross-reference
 // streams are never encrypted.
-void writeXrefStream(PdfOutputDevice& device, std::vector<XrefEntry> entries, PdfDictionary trailer,
-                     EPdfWriteMode mode, size_t headerOffset) {
+void writeXrefStream(PdfOutputDevice& device, std::vector<XrefEntry> entries, PdfDictionary trailer, EPdfWriteMode mode,
+                     size_t headerOffset) {
     const pdf_objnum number = static_cast<pdf_objnum>(trailer.GetKey(PdfName::KeySize)->GetNumber());
     entries.push_back({number, 0, device.Tell() - headerOffset});
     trailer.AddKey(PdfName::KeySize, static_cast<pdf_int64>(number + 1));
@@ -225,8 +225,8 @@ void PdfIncrementalUpdate::write(PdfOutputDevice& device) {
             object.WriteObject(&device, mode, plain ? nullptr : encrypt_.get());
             return;
         }
-        put(device, std::to_string(reference.ObjectNumber()) + " " + std::to_string(reference.GenerationNumber()) +
-                        " obj\n");
+        put(device,
+            std::to_string(reference.ObjectNumber()) + " " + std::to_string(reference.GenerationNumber()) + " obj\n");
         object.Write(&device, mode, encrypt_.get(), PdfName::KeyNull);
         put(device, "\nendobj\n");
     };

@@ -25,8 +25,8 @@ public:
 // written as raw hex, never encrypted, as the PDF standard requires.
 class PdfIncrementalUpdate {
 public:
-    // Loads `bytes` into `document`; both must outlive this object. PdfError when the file does not load; PdfUpdateRefused when
-    // it needs a password to open.
+    // Loads `bytes` into `document`; both must outlive this object. PdfError when the file does
+    // not load; PdfUpdateRefused when it needs a password to open.
     PdfIncrementalUpdate(PoDoFo::PdfMemDocument& document, const std::vector<char>& bytes);
     ~PdfIncrementalUpdate();
     PdfIncrementalUpdate(const PdfIncrementalUpdate&) = delete;

@@ -20,9 +20,9 @@ void preparePdfLibrary();
 // PDF as its content.
 size_t pdfHeaderOffset(const std::vector<char>& bytes);
 
-// Loads the bytes, from their header on, into the document; PdfError on a broken PDF, and on one nested too deeply to be
-// parsed safely (see PdfNesting.h), before PoDoFo reads any of it. The document reads the bytes
-// where they are, so they must outlive it.
+// Loads the bytes, from their header on, into the document; PdfError on a broken PDF, and on one
+// nested too deeply to be parsed safely (see PdfNesting.h), before PoDoFo reads any of it. The
+// document reads the bytes where they are, so they must outlive it.
 void loadPdfFromBuffer(PoDoFo::PdfMemDocument& document, const std::vector<char>& bytes, bool forUpdate);
 
 // The ByteRange values of every dictionary that has one, in storage order.
