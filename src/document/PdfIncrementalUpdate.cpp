@@ -41,7 +41,10 @@ std::pair<pdf_int64, bool> lastCrossReference(const std::vector<char>& bytes, si
     }
     if (offset < 0 || static_cast<size_t>(offset) >= file.size())
         PODOFO_RAISE_ERROR_INFO(ePdfError_InvalidXRef, "no startxref before the end of the file");
-    return {offset, file.substr(static_cast<size_t>(offset), 4) != "xref"};
+    // Some writers point startxref at the end-of-line before the section.
+    size_t section = static_cast<size_t>(offset);
+    while (section < file.size() && std::isspace(static_cast<unsigned char>(file[section]))) ++section;
+    return {offset, file.substr(section, 4) != "xref"};
 }
 
 // The keys an update's trailer carries over from the document's trailer.

@@ -155,6 +155,23 @@ TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
     }
 }
 
+// Stamped before a detached signing: the stamp's update keeps the encryption of a file without
+// document information readable, and the signature covers the stamped file.
+TEST_F(IncrementalUpdate, StampBeforeADetachedSignatureKeepsTheEncryption) {
+    for (const std::string bits : {"128 --use-aes=y", "256"}) {
+        SCOPED_TRACE(bits);
+        const fs::path input = dir / "encrypted.pdf";
+        fs::remove(input.string() + ".sgn");
+        produce("qpdf --encrypt \"\" owner " + bits + " -- " + q(dir / "noinfo.pdf") + " " + q(input));
+        const std::string complaints = readerComplaints(input);
+        ASSERT_EQ(client.requestJson(signRequest(input.string(), input.string(), "Detached", kIvanov, kStamp)),
+                  answerWith(input.string() + ".sgn"));
+        EXPECT_EQ(readerComplaints(input), complaints);
+        EXPECT_TRUE(opensslVerifies(input.string() + ".sgn", input));
+        EXPECT_TRUE(has(runCommand("pdftotext " + q(input) + " - 2>/dev/null").output, "Подписано:"));
+    }
+}
+
 // Junk before the "%PDF-" header, which readers skip: the file is signed with the junk kept, the
 // signature's ranges start at the file's first byte, and the offsets stay counted from the header.
 TEST_F(IncrementalUpdate, JunkBeforeTheHeaderIsKeptAndSigned) {
