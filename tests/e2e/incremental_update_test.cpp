@@ -7,6 +7,7 @@
 
 #include <regex>
 #include <set>
+#include <sstream>
 
 using namespace vesk::test;
 using nlohmann::json;
@@ -169,6 +170,37 @@ TEST_F(IncrementalUpdate, StampBeforeADetachedSignatureKeepsTheEncryption) {
         EXPECT_EQ(readerComplaints(input), complaints);
         EXPECT_TRUE(opensslVerifies(input.string() + ".sgn", input));
         EXPECT_TRUE(has(runCommand("pdftotext " + q(input) + " - 2>/dev/null").output, "Подписано:"));
+    }
+}
+
+// Files readers forgive, and PoDoFo loads: a trailer whose /Size is short of the objects, a
+// startxref that points at the end-of-line before its section. What "sign" writes, "verify" reads,
+// and readers say no more about it than about its input.
+TEST_F(IncrementalUpdate, ForgivenFilesAreSignedAndVerified) {
+    produce("qpdf " + q(dir / "sample.pdf") + " " + q(dir / "clean.pdf"));
+    const std::string clean = readFile(dir / "clean.pdf");
+    const size_t startxref = clean.rfind("startxref\n") + 10;
+    const std::string rows[][2] = {
+        {"short-size", std::regex_replace(clean, std::regex(R"(/Size \d+)"), "/Size 3")},
+        {"early-startxref",
+         clean.substr(0, startxref) + std::to_string(std::stol(clean.substr(startxref)) - 1) + "\n%%EOF\n"},
+    };
+    // qpdf's findings, the file's name left out: a signed file draws no warning its input did not.
+    const auto qpdfSays = [](const fs::path& pdf) {
+        return std::regex_replace(runCommand("qpdf --check " + q(pdf) + " 2>&1").output,
+                                  std::regex("/[^ :]*" + pdf.stem().string() + "\\.pdf"), "FILE");
+    };
+    for (const auto& [name, bytes] : rows) {
+        SCOPED_TRACE(name);
+        const fs::path input = writeBytes(dir / (name + ".pdf"), bytes), output = dir / (name + "-signed.pdf");
+        ASSERT_EQ(sign(input, output), answerWith(output));
+        EXPECT_EQ(readerComplaints(output), readerComplaints(input));
+        std::istringstream warnings(qpdfSays(output));
+        for (std::string line; std::getline(warnings, line);) {
+            EXPECT_TRUE(line.rfind("WARNING", 0) != 0 || has(qpdfSays(input), line)) << line;
+        }
+        EXPECT_EQ(opensslVerifiedPdfSignatures(output, dir), 1);
+        EXPECT_TRUE(verified(output));
     }
 }
 
