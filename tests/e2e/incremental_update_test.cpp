@@ -29,6 +29,12 @@ std::string readerComplaints(const fs::path& pdf) {
     return anonymous;
 }
 
+// The document information as poppler reads it.
+std::string documentInformation(const fs::path& pdf) {
+    return runCommand("pdfinfo " + q(pdf) + " 2>&1 | grep -E '^(Title|Author|Subject|Creator|Producer|CreationDate):'")
+        .output;
+}
+
 // A key of the trailer as mutool shows it ("/Prev 1234", "/Encrypt 13 0 R"); empty when absent.
 std::string trailerKey(const fs::path& pdf, const std::string& key) {
     const std::string trailer = runCommand("mutool show " + q(pdf) + " trailer 2>/dev/null").output;
@@ -96,9 +102,11 @@ protected:
 };
 
 // Each kind of file signed with a stamp on its last page: readers say about the signed file what
-// they said about its input (nothing), the update holds only the last page, the catalog and new
-// objects, new numbers lie past the input's /Size, /Prev names the input's last cross-reference
-// section and the section is of the input's kind, and the trailer keeps /Encrypt and the first /ID.
+// they said about its input (nothing), the document information is the input's (PoDoFo's own
+// changes to it, or the one it makes, are not written), the update holds only the last page, the
+// catalog and new objects, new numbers lie past the input's /Size, /Prev names the input's last
+// cross-reference section and the section is of the input's kind, and the trailer keeps /Encrypt
+// and the first /ID.
 TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
     const std::string rows[][3] = {
         {"classic", "sample.pdf", ""},
@@ -120,6 +128,7 @@ TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
         const std::string before = readFile(input), after = readFile(output);
         ASSERT_TRUE(extends(after, before));
         EXPECT_EQ(readerComplaints(output), readerComplaints(input));
+        EXPECT_EQ(documentInformation(output), documentInformation(input));
         judgeSignedPdf(output, 1);
         EXPECT_TRUE(verified(output));
 
