@@ -148,6 +148,26 @@ const PdfReference* findReference(const PdfVariant& value, const Unreadable& unr
     return nullptr;
 }
 
+// PoDoFo 0.9.8 decrypts the strings of an AES-256 file with their padding left on (n bytes of
+// value n, 1 to 16); written back, the padding would become part of the text, of a form's /DA for
+// one. The strings of an object read from the file lose it again.
+void stripAesPadding(PdfObject& value) {
+    if ((value.IsString() || value.IsHexString()) && !value.GetString().IsUnicode()) {
+        const PdfString& text = value.GetString();
+        const pdf_long length = text.GetLength();
+        const char* bytes = text.GetString();
+        const int padding = length > 0 ? static_cast<unsigned char>(bytes[length - 1]) : 0;
+        if (padding < 1 || padding > 16 || padding > length) return;
+        for (pdf_long i = length - padding; i < length; ++i)
+            if (static_cast<unsigned char>(bytes[i]) != padding) return;
+        value = PdfObject(PdfString(bytes, length - padding, text.IsHex()));
+    } else if (value.IsArray()) {
+        for (PdfObject& item : value.GetArray()) stripAesPadding(item);
+    } else if (value.IsDictionary()) {
+        for (auto& [key, item] : value.GetDictionary().GetKeys()) stripAesPadding(*item);
+    }
+}
+
 }  // namespace
 
 PdfIncrementalUpdate::PdfIncrementalUpdate(PdfMemDocument& document, const std::vector<char>& bytes)
@@ -235,8 +255,13 @@ void PdfIncrementalUpdate::write(PdfOutputDevice& device) {
                                 : nullptr;
     std::vector<XrefEntry> entries;
     pdf_objnum size = originalSize_;
+    const bool aes256 = encrypt_ && (encrypt_->GetEncryptAlgorithm() == PdfEncrypt::ePdfEncryptAlgorithm_AESV3 ||
+                                     encrypt_->GetEncryptAlgorithm() == PdfEncrypt::ePdfEncryptAlgorithm_AESV3R6);
     for (PdfObject* object : document_.GetObjects()) {
         if (object == info || !isWritten(*object)) continue;
+        if (aes256 && object->Reference().ObjectNumber() < originalSize_ &&
+            (object->IsDictionary() || object->IsArray()))
+            stripAesPadding(*object);
         const PdfReference& reference = object->Reference();
         entries.push_back({reference.ObjectNumber(), reference.GenerationNumber(), offset()});
         size = std::max(size, reference.ObjectNumber() + 1);

@@ -5,6 +5,8 @@
 
 #include "RealWorldCorpus.h"
 
+#include <cstdio>
+#include <iterator>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -209,6 +211,46 @@ TEST_F(IncrementalUpdate, ForgivenFilesAreSignedAndVerified) {
             EXPECT_TRUE(line.rfind("WARNING", 0) != 0 || has(qpdfSays(input), line)) << line;
         }
         EXPECT_EQ(opensslVerifiedPdfSignatures(output, dir), 1);
+        EXPECT_TRUE(verified(output));
+    }
+}
+
+// A hand-made one-page form whose text field's default appearance lies in its AcroForm.
+std::string formPdf() {
+    const std::string objects[] = {
+        "<< /Type /Catalog /Pages 2 0 R /AcroForm << /Fields [4 0 R] /DA (/Helv 0 Tf 0 g) /DR << /Font << /Helv 5 0 R "
+        ">> >> >> >>",
+        "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 300 300] /Annots [4 0 R] >>",
+        "<< /Type /Annot /Subtype /Widget /FT /Tx /T (name) /V (Ivanov) /DA (/Helv 12 Tf 0 g) /Rect [50 200 250 230] "
+        "/P 3 0 R >>",
+        "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>",
+    };
+    std::string pdf = "%PDF-1.7\n", table = "xref\n0 6\n0000000000 65535 f \n";
+    for (size_t i = 0; i < std::size(objects); ++i) {
+        char entry[32];
+        std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", pdf.size());
+        table += entry;
+        pdf += std::to_string(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+    }
+    const size_t xref = pdf.size();
+    return pdf + table + "trailer\n<< /Size 6 /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+}
+
+// The strings of the objects an update changes read as they did, in AES-256 files too (PoDoFo
+// decrypts them with their padding on): the form's default appearance stays "/Helv 0 Tf 0 g".
+TEST_F(IncrementalUpdate, ChangedObjectsKeepTheirStringsInAes256Files) {
+    writeBytes(dir / "form.pdf", formPdf());
+    const std::string rows[][2] = {{"", ""}, {"--object-streams=generate", ""}, {"--allow-weak-crypto", "--force-R5"}};
+    for (const auto& [options, encryption] : rows) {
+        SCOPED_TRACE(options + encryption);
+        const fs::path input = dir / "form256.pdf", output = dir / "form256-signed.pdf";
+        produce("qpdf " + options + " --encrypt \"\" owner 256 " + encryption + " -- " + q(dir / "form.pdf") + " " +
+                q(input));
+        ASSERT_EQ(sign(input, output), answerWith(output));
+        const std::string root = std::to_string(number(trailerKey(output, "Root")));
+        EXPECT_TRUE(has(runCommand("qpdf --show-object=" + root + " " + q(output)).output, "/DA (/Helv 0 Tf 0 g)"));
+        EXPECT_EQ(readerComplaints(output), readerComplaints(input));
         EXPECT_TRUE(verified(output));
     }
 }
