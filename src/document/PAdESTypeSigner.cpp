@@ -126,7 +126,7 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
             first = false;
         });
     });
-    if (!fieldAdded) return result;
+    if (!fieldAdded || !permitted(update->refusalOfDamage(), result)) return result;
 
     update->write(signDevice);
     if (document->GetPageCount() == 0) {
