@@ -67,9 +67,13 @@ void loadPdfFromBuffer(PdfMemDocument& document, const std::vector<char>& bytes,
     if (std::string_view(bytes.data(), bytes.size()).find("/Encrypt") != std::string_view::npos)
         enableLegacyPdfCiphers();
     if (bytes.empty()) PODOFO_RAISE_ERROR(ePdfError_InvalidHandle);
-    // PoDoFo takes the device over; it reads the bytes for as long as the document lives.
-    const PdfRefCountedInputDevice device(std::make_unique<BorrowedBytesDevice>(bytes.data(), bytes.size()).release());
-    document.LoadFromDevice(device, forUpdate);
+    // The document reads the bytes for as long as it lives.
+    document.LoadFromDevice(borrowedInputDevice(bytes), forUpdate);
+}
+
+PdfRefCountedInputDevice borrowedInputDevice(const std::vector<char>& bytes) {
+    // PoDoFo takes the device over.
+    return PdfRefCountedInputDevice(std::make_unique<BorrowedBytesDevice>(bytes.data(), bytes.size()).release());
 }
 
 std::vector<const PdfObject*> findByteRanges(const PdfMemDocument& document) {
