@@ -56,7 +56,9 @@ bool within(const std::set<std::string>& keys, std::initializer_list<std::string
 class RevisionJudge {
 public:
     RevisionJudge(PdfRevisions& revisions, size_t index, bool addsSignature)
-        : revisions_(revisions), index_(index), addsSignature_(addsSignature),
+        : revisions_(revisions),
+          index_(index),
+          addsSignature_(addsSignature),
           encrypted_(revisions.revisions()[index].encrypted) {}
 
     std::set<DocumentChange> judge();
@@ -112,9 +114,10 @@ public:
         const auto changed = changedKeys(before, after);
         if (!within(changed, {"Fields", "SigFlags", "DA", "DR", "NeedAppearances"})) return false;
         if (changed.count("DA") && before.HasKey("DA")) return false;
-        if (changed.count("DR") && before.HasKey("DR")) return false;
-        if (const PdfObject* need = after.GetKey("NeedAppearances"); changed.count("NeedAppearances") && need &&
-                                                                     !(need->IsBool() && !need->GetBool()))
+        if (changed.count("DR") && before.HasKey("DR") && !resourcesGrow(before.GetKey("DR"), after.GetKey("DR")))
+            return false;
+        if (const PdfObject* need = after.GetKey("NeedAppearances");
+            changed.count("NeedAppearances") && need && !(need->IsBool() && !need->GetBool()))
             return false;
         return !changed.count("Fields") || listGrowsBySignatures(before.GetKey("Fields"), after.GetKey("Fields"));
     }
@@ -212,12 +215,18 @@ public:
         const PdfDictionary& now = after.GetDictionary();
         const auto changed = changedKeys(old, now);
         if (!within(changed, {"Annots", "Contents", "Resources"})) return false;
-        if (changed.count("Annots") && !listGrowsBySignatures(old.GetKey("Annots"), now.GetKey("Annots")))
-            return false;
+        if (changed.count("Annots") && !listGrowsBySignatures(old.GetKey("Annots"), now.GetKey("Annots"))) return false;
         const bool stamped = changed.count("Contents") > 0;
         if (stamped && !isStampedContents(old.GetKey("Contents"), now.GetKey("Contents"))) return false;
         if (!stamped) return !changed.count("Resources");
         return resourcesGrow(old.GetKey("Resources"), now.GetKey("Resources"));
+    }
+
+    // Writing a revision dates the document information: its modification date and producer.
+    bool infoDated(pdf_objnum number, const PdfObject& before, const PdfObject& after) {
+        const auto& info = revisions_.revisions()[index_].info;
+        return info && info->ObjectNumber() == number && before.IsDictionary() &&
+               within(changedKeys(before.GetDictionary(), after.GetDictionary()), {"ModDate", "Producer"});
     }
 
     bool growableResources(pdf_objnum number, const PdfObject& before, const PdfObject& after) {
@@ -253,6 +262,8 @@ const OwnChangeRule kOtherRules[] = {
                                            const PdfObject& a) { return judge.formObjectGrows(b, a); }},
     {"an array of fields or annotations gains signature fields",
      [](RevisionJudge& judge, pdf_objnum, const PdfObject& b, const PdfObject& a) { return judge.arrayGrows(b, a); }},
+    {"the document information's modification date", [](RevisionJudge& judge, pdf_objnum number, const PdfObject& b,
+                                                        const PdfObject& a) { return judge.infoDated(number, b, a); }},
     {"the stamped page's resources gain the stamp's",
      [](RevisionJudge& judge, pdf_objnum number, const PdfObject& b, const PdfObject& a) {
          return judge.growableResources(number, b, a);

@@ -143,8 +143,7 @@ void PdfRevisions::readStreamSection(int64_t offset, PdfRevision& revision, std:
     PdfArray index;
     if (const PdfObject* given = dictionary.GetKey("Index"); given && given->IsArray())
         index = given->GetArray();
-    else
-    {
+    else {
         index.push_back(PdfObject(static_cast<pdf_int64>(0)));
         index.push_back(PdfObject(static_cast<pdf_int64>(numberOf(dictionary.GetKey("Size"), 0))));
     }
@@ -167,15 +166,17 @@ void PdfRevisions::readStreamSection(int64_t offset, PdfRevision& revision, std:
             const int64_t third = field(w[2], 0);
             const auto number = static_cast<pdf_objnum>(first + n);
             if (type == 1) revision.objects.emplace(number, PdfObjectPlace{second, 0, 0});
-            if (type == 2)
-                revision.objects.emplace(number, PdfObjectPlace{-1, static_cast<pdf_objnum>(second), third});
+            if (type == 2) revision.objects.emplace(number, PdfObjectPlace{-1, static_cast<pdf_objnum>(second), third});
         }
     }
     readTrailer(dictionary, revision, previous);
 }
 
 void PdfRevisions::readTrailer(const PdfDictionary& trailer, PdfRevision& revision, std::optional<int64_t>& previous) {
-    if (const PdfObject* root = trailer.GetKey("Root"); root && root->IsReference()) revision.root = root->GetReference();
+    if (const PdfObject* root = trailer.GetKey("Root"); root && root->IsReference())
+        revision.root = root->GetReference();
+    if (const PdfObject* info = trailer.GetKey("Info"); info && info->IsReference())
+        revision.info = info->GetReference();
     revision.encrypted = trailer.HasKey("Encrypt");
     if (const PdfObject* prev = trailer.GetKey("Prev"); prev && prev->IsNumber()) previous = prev->GetNumber();
 }

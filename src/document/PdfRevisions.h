@@ -17,18 +17,19 @@ namespace Vesk::Crypto {
 
 // Where a revision puts one object: at a byte offset, or inside an object stream.
 struct PdfObjectPlace {
-    int64_t offset = -1;       // of "N G obj"; -1 for an object inside an object stream
+    int64_t offset = -1;            // of "N G obj"; -1 for an object inside an object stream
     PoDoFo::pdf_objnum stream = 0;  // the object stream holding it
-    int64_t index = 0;          // its index there
+    int64_t index = 0;              // its index there
     bool operator==(const PdfObjectPlace& other) const {
         return offset == other.offset && stream == other.stream && index == other.index;
     }
 };
 
 struct PdfRevision {
-    size_t end = 0;  // one past its "%%EOF" and the end of line after it
+    size_t end = 0;                                        // one past its "%%EOF" and the end of line after it
     std::map<PoDoFo::pdf_objnum, PdfObjectPlace> objects;  // the objects in use that it defines
     std::optional<PoDoFo::PdfReference> root;
+    std::optional<PoDoFo::PdfReference> info;
     bool encrypted = false;
 };
 

@@ -85,9 +85,9 @@ void reportLaterChanges(const std::vector<CheckedSignature>& signatures, PdfRevi
         if (signature.valid) covered = std::max(covered, static_cast<size_t>(*signature.layout.revision));
     const auto& all = revisions.revisions();
     const size_t coveredEnd = all[covered].end;
-    result.unsignedChanges = std::any_of(signatures.begin(), signatures.end(),
-                                         [](const CheckedSignature& s) { return s.valid; }) &&
-                             coveredEnd < fileSize;
+    result.unsignedChanges =
+        std::any_of(signatures.begin(), signatures.end(), [](const CheckedSignature& s) { return s.valid; }) &&
+        coveredEnd < fileSize;
 
     std::map<size_t, std::set<DocumentChange>> changes;  // each later revision judged once
     const auto signerClosing = [&](size_t index) -> const CheckedSignature* {
@@ -100,7 +100,8 @@ void reportLaterChanges(const std::vector<CheckedSignature>& signatures, PdfRevi
     };
     for (const auto& signature : signatures) {
         if (!signature.valid) continue;
-        if (coveredEnd < fileSize) result.errors.push_back(std::string(texts::kChangedAfterSigning) + " " + signature.who);
+        if (coveredEnd < fileSize)
+            result.errors.push_back(std::string(texts::kChangedAfterSigning) + " " + signature.who);
         for (size_t index = *signature.layout.revision + 1; index <= covered; ++index) {
             auto judged = changes.find(index);
             if (judged == changes.end()) {
@@ -150,7 +151,8 @@ VerifySignResultPtr PdfSignVerifycator::verify(const std::filesystem::path& pdfF
             signature.who = std::string(texts::kSignatureNumber) + std::to_string(signatures.size() + 1);
             std::vector<std::string> errors;
             if (signature.layout.forgery != SignatureForgery::MalformedByteRange) {
-                const auto verified = verifier_->verifyDetachedSign(signature.layout.signature, signature.layout.signedData);
+                const auto verified =
+                    verifier_->verifyDetachedSign(signature.layout.signature, signature.layout.signedData);
                 if (verified && verified->signers) signature.signers = *verified->signers;
                 if (verified) errors = verified->errors;
             }

@@ -111,9 +111,8 @@ SignatureLayout examineSignature(const PdfObject& dictionary, const std::vector<
     const std::string_view text(file.data(), file.size());
     // compat: log readers know this line as it always was: from b alone, one digit short.
     VLOG_VERBOSE << "Sign [" << b + 1 << ", " << c - b - 3 << "]";
-    layout.signature = *decodeHex(text.substr(static_cast<size_t>(a + b + 1),
-                                              static_cast<size_t>(std::max<int64_t>(c - a - b - 2, 0))),
-                                  false);
+    layout.signature = *decodeHex(
+        text.substr(static_cast<size_t>(a + b + 1), static_cast<size_t>(std::max<int64_t>(c - a - b - 2, 0))), false);
     layout.signedData.reserve(static_cast<size_t>(b + d));
     layout.signedData.insert(layout.signedData.end(), file.begin() + a, file.begin() + a + b);
     layout.signedData.insert(layout.signedData.end(), file.begin() + c, file.begin() + c + d);

@@ -13,12 +13,18 @@
 
 namespace Vesk::Crypto {
 
-enum class SignatureForgery { None, MalformedByteRange, FirstRangeNotAtStart, NotAtRevisionEnd, NotInCrossReference,
-                              HoleNotOwnContents };
+enum class SignatureForgery {
+    None,
+    MalformedByteRange,
+    FirstRangeNotAtStart,
+    NotAtRevisionEnd,
+    NotInCrossReference,
+    HoleNotOwnContents
+};
 
 struct SignatureLayout {
-    std::array<int64_t, 4> range{};      // offset and length of each signed part
-    std::optional<size_t> revision;      // the revision the signature ends with
+    std::array<int64_t, 4> range{};  // offset and length of each signed part
+    std::optional<size_t> revision;  // the revision the signature ends with
     SignatureForgery forgery = SignatureForgery::None;
     std::vector<unsigned char> signature;  // the hole's hex text, decoded
     std::vector<unsigned char> signedData;

@@ -170,12 +170,11 @@ def wrapping(data):
 def cases(data, target):
     number = signatures(data)[target - 1]
     a, b, c, d = byte_range(data, number)
-    return {
+    made = {
         "incremental-page-content": page_content(data),
         "incremental-new-root": new_root(data),
         "incremental-object-without-xref": object_without_xref(data),
         "incremental-bytes-after-eof": data + b"\n% appended\n",
-        "shadow-root-swap": shadow_root_swap(data),
         "shadow-overlay-annotation": shadow_overlay(data),
         "usf-contents-removed": edit_signature(data, number, b"Contents", None),
         "usf-contents-null": edit_signature(data, number, b"Contents", b"null"),
@@ -191,6 +190,9 @@ def cases(data, target):
                                                                b"[0 %d %d %d]" % (b, c, d - 20)),
         "wrapping-second-range-moved": wrapping(data),
     }
+    if SHADOW in data:
+        made["shadow-root-swap"] = shadow_root_swap(data)
+    return made
 
 
 def prepare(data):
