@@ -124,7 +124,7 @@ TEST_F(VerifyAttacks, EveryAttackIsRefusedOrSaidAndHonestFilesStayClean) {
     }
 
     // Honest: signed, co-signed, co-signed again, with and without stamps; pdfsig's signature
-    // then ours; an encrypted file signed by us.
+    // (its dictionary puts /ByteRange after /Contents) then ours; an encrypted file signed by us.
     const auto stamped = [&](const fs::path& in, const std::string& name, const std::string& serial, bool cosign) {
         json extra = {{"watermark", kStamp["watermark"]}, {"cosign", cosign}};
         return signed_(in, name, serial, extra);
@@ -165,6 +165,10 @@ TEST_F(VerifyAttacks, CosigningRefusesAChangedFileUnlessForced) {
     // Forced, the co-signature covers the change, and the first signer is told what it changed.
     const fs::path forced = signed_(dir / "single" / "incremental-page-content.pdf", "forced.pdf", kPetrova,
                                     {{"cosign", true}, {"cosign_force", true}});
-    EXPECT_EQ(verify(forced),
-              Verdict(kIP, {kChanged + kIvanov + " tr{изменения подписаны подписью} " + kPetrova + " (tr{страницы})"}));
+    const std::string said = kChanged + kIvanov + " tr{изменения подписаны подписью} " + kPetrova + " (tr{страницы})";
+    EXPECT_EQ(verify(forced), Verdict(kIP, {said}));
+    // The command line host shows it under its table of signers, and fails.
+    const auto shown = runCommand(q(VESK_CLI_PATH) + " verify " + q(forced) + " 2>/dev/null");
+    EXPECT_EQ(shown.exitCode, 1);
+    EXPECT_NE(shown.output.find("verified\n" + said + "\n"), std::string::npos) << shown.output;
 }
