@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <set>
 #include <string_view>
+#include <tuple>
 
 namespace Vesk::Crypto {
 
@@ -63,7 +64,7 @@ PdfRevisions::PdfRevisions(const std::vector<char>& file) : file_(file), state_(
         PdfRevision revision;
         std::optional<int64_t> previous;
         readSection(*offset, revision, previous);
-        revision.end = endAfter(static_cast<size_t>(*offset));
+        std::tie(revision.eof, revision.end) = endAfter(static_cast<size_t>(*offset));
         revisions_.push_back(std::move(revision));
         offset = previous;
     }
@@ -73,7 +74,7 @@ PdfRevisions::PdfRevisions(const std::vector<char>& file) : file_(file), state_(
 
 PdfRevisions::~PdfRevisions() = default;
 
-size_t PdfRevisions::endAfter(size_t from) const {
+std::pair<size_t, size_t> PdfRevisions::endAfter(size_t from) const {
     const std::string_view text = view(file_);
     const size_t startxref = text.find("startxref", from);
     const size_t eof = startxref == std::string_view::npos ? startxref : text.find("%%EOF", startxref);
@@ -81,7 +82,7 @@ size_t PdfRevisions::endAfter(size_t from) const {
     size_t end = eof + 5;
     if (end < text.size() && text[end] == '\r') ++end;
     if (end < text.size() && text[end] == '\n') ++end;
-    return end;
+    return {eof + 5, end};
 }
 
 void PdfRevisions::readSection(int64_t offset, PdfRevision& revision, std::optional<int64_t>& previous) {
@@ -183,7 +184,7 @@ void PdfRevisions::readTrailer(const PdfDictionary& trailer, PdfRevision& revisi
 
 std::optional<size_t> PdfRevisions::endingAt(size_t end) const {
     for (size_t i = 0; i < revisions_.size(); ++i)
-        if (revisions_[i].end == end) return i;
+        if (revisions_[i].end == end || revisions_[i].eof == end) return i;
     return std::nullopt;
 }
 

@@ -26,7 +26,8 @@ struct PdfObjectPlace {
 };
 
 struct PdfRevision {
-    size_t end = 0;                                        // one past its "%%EOF" and the end of line after it
+    size_t end = 0;  // one past its "%%EOF" and the end of line after it
+    size_t eof = 0;  // one past its "%%EOF": a file without an end of line there may get one later
     std::map<PoDoFo::pdf_objnum, PdfObjectPlace> objects;  // the objects in use that it defines
     std::optional<PoDoFo::PdfReference> root;
     std::optional<PoDoFo::PdfReference> info;
@@ -43,7 +44,7 @@ public:
 
     // In file order, earliest first.
     const std::vector<PdfRevision>& revisions() const { return revisions_; }
-    // The revision ending exactly at `end`, if any.
+    // The revision ending exactly at `end` (with or without the end of line after "%%EOF"), if any.
     std::optional<size_t> endingAt(size_t end) const;
     // Where revision `index` (and those before it) last placed the object; null when none did.
     const PdfObjectPlace* place(PoDoFo::pdf_objnum number, size_t index) const;
@@ -62,7 +63,7 @@ private:
     void readStreamSection(int64_t offset, PdfRevision& revision, std::optional<int64_t>& previous);
     void readTrailer(const PoDoFo::PdfDictionary& trailer, PdfRevision& revision, std::optional<int64_t>& previous);
     PoDoFo::PdfObject* objectInStream(PoDoFo::pdf_objnum number, const PdfObjectPlace& place, size_t index);
-    size_t endAfter(size_t from) const;
+    std::pair<size_t, size_t> endAfter(size_t from) const;
 
     const std::vector<char>& file_;
     std::vector<PdfRevision> revisions_;
