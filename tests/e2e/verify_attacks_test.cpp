@@ -139,6 +139,10 @@ TEST_F(VerifyAttacks, EveryAttackIsRefusedOrSaidAndHonestFilesStayClean) {
     produce("qpdf --encrypt \"\" owner 128 --use-aes=y -- " + q(dir / "plain.pdf") + " " + q(dir / "aes.pdf"));
     const fs::path encrypted = signed_(signed_(dir / "aes.pdf", "aes-1.pdf", kIvanov), "aes-2.pdf", kPetrova,
                                        {{"cosign", true}, {"watermark", kStamp["watermark"]}});
+    // Cross-reference and object streams: the stamped page is first read from an object stream.
+    produce("qpdf --object-streams=generate " + q(dir / "plain.pdf") + " " + q(dir / "objstm.pdf"));
+    const fs::path streams =
+        stamped(stamped(dir / "objstm.pdf", "objstm-1.pdf", kIvanov, false), "objstm-2.pdf", kPetrova, true);
     const Signers kIPIP{{kIvanov, true}, {kPetrova, true}, {kIvanov, true}, {kPetrova, true}};
     const std::map<fs::path, Signers> honest = {{single, kI},
                                                 {cosigned, kIP},
