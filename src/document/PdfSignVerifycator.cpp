@@ -166,6 +166,9 @@ VerifySignResultPtr PdfSignVerifycator::verify(const std::filesystem::path& pdfF
                     if (info) info->verified = false;
                 result->errors.push_back(std::string(forgeryText(signature.layout.forgery)) + " " + signature.who);
             }
+            // Never an empty answer: a signature that says nothing is said to be unreadable.
+            if (signature.signers.empty() && errors.empty() && signature.layout.forgery == SignatureForgery::None)
+                errors.push_back(std::string(texts::kSignatureUnreadable) + " " + signature.who);
             result->signers->insert(result->signers->end(), signature.signers.begin(), signature.signers.end());
             result->errors.insert(result->errors.end(), errors.begin(), errors.end());
             signatures.push_back(std::move(signature));

@@ -13,6 +13,9 @@ inline constexpr const char* kNotAtRevisionEnd = "tr{Подписанные да
 inline constexpr const char* kDictionaryNotInCrossReference =
     "tr{Словарь подписи не тот, на который указывают ссылки файла:}";
 
+// A signature that gave neither a signer nor a reason.
+inline constexpr const char* kSignatureUnreadable = "tr{Подпись не удалось прочитать:}";
+
 // Changed after signing: the signature itself may still verify.
 inline constexpr const char* kChangedAfterSigning = "tr{Документ изменён после подписания:}";
 inline constexpr const char* kChangesSignedBy = "tr{изменения подписаны подписью}";
