@@ -37,6 +37,8 @@ struct PdfRevisions::State {
     std::map<int64_t, std::unique_ptr<PdfParserObject>> atOffset;
     std::map<int64_t, ObjectStream> streams;
     std::map<std::pair<int64_t, int64_t>, std::unique_ptr<PdfObject>> inStreams;
+    std::optional<std::vector<size_t>> startxrefs;
+    std::vector<size_t> eofs;
 };
 
 std::vector<char> decodedStream(PdfObject& object) {
@@ -74,10 +76,33 @@ PdfRevisions::PdfRevisions(const std::vector<char>& file) : file_(file), state_(
 
 PdfRevisions::~PdfRevisions() = default;
 
+namespace {
+
+// Where each occurrence of `word` starts, in order.
+std::vector<size_t> positionsOf(std::string_view text, std::string_view word) {
+    std::vector<size_t> positions;
+    for (size_t at = text.find(word); at != std::string_view::npos; at = text.find(word, at + word.size()))
+        positions.push_back(at);
+    return positions;
+}
+
+// The first position at or after `from`; npos when none.
+size_t firstFrom(const std::vector<size_t>& positions, size_t from) {
+    const auto found = std::lower_bound(positions.begin(), positions.end(), from);
+    return found == positions.end() ? std::string_view::npos : *found;
+}
+
+}  // namespace
+
 std::pair<size_t, size_t> PdfRevisions::endAfter(size_t from) const {
+    // Found once for the whole file: a chain of many sections must not scan it once per section.
+    if (!state_->startxrefs) {
+        state_->startxrefs = positionsOf(view(file_), "startxref");
+        state_->eofs = positionsOf(view(file_), "%%EOF");
+    }
     const std::string_view text = view(file_);
-    const size_t startxref = text.find("startxref", from);
-    const size_t eof = startxref == std::string_view::npos ? startxref : text.find("%%EOF", startxref);
+    const size_t startxref = firstFrom(*state_->startxrefs, from);
+    const size_t eof = startxref == std::string_view::npos ? startxref : firstFrom(state_->eofs, startxref);
     if (eof == std::string_view::npos) PODOFO_RAISE_ERROR_INFO(ePdfError_BrokenFile, "no %%EOF after a section");
     size_t end = eof + 5;
     if (end < text.size() && text[end] == '\r') ++end;
