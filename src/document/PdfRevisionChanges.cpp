@@ -308,11 +308,12 @@ std::set<DocumentChange> RevisionJudge::judge() {
                          [&](const OwnChangeRule& rule) { return rule.accepts(*this, number, *old, *now); }))
             changes.insert(DocumentChange::Pages);
     }
-    for (const auto& [number, pair] : others) {
-        if (std::none_of(std::begin(kOtherRules), std::end(kOtherRules), [&](const OwnChangeRule& rule) {
-                return rule.accepts(*this, number, *pair.first, *pair.second);
-            }))
-            changes.insert(kindOf(*pair.first));
+    for (const auto& other : others) {
+        const PdfObject* old = other.second.first;
+        const PdfObject* now = other.second.second;
+        if (std::none_of(std::begin(kOtherRules), std::end(kOtherRules),
+                         [&](const OwnChangeRule& rule) { return rule.accepts(*this, other.first, *old, *now); }))
+            changes.insert(kindOf(*old));
     }
     return changes;
 }

@@ -114,7 +114,7 @@ void PdfRevisions::readSection(int64_t offset, PdfRevision& revision, std::optio
     if (offset < 0 || static_cast<size_t>(offset) >= file_.size())
         PODOFO_RAISE_ERROR_INFO(ePdfError_InvalidXRef, "section outside the file");
     size_t at = static_cast<size_t>(offset);
-    while (at < file_.size() && PdfTokenizer::IsWhitespace(file_[at])) ++at;
+    while (at < file_.size() && PdfTokenizer::IsWhitespace(static_cast<unsigned char>(file_[at]))) ++at;
     if (view(file_).substr(at, 4) == "xref")
         readTable(offset, revision, previous);
     else

@@ -27,7 +27,8 @@ std::optional<Bytes> decodeHex(std::string_view text, bool strict) {
     Bytes bytes;
     bytes.reserve(text.size() / 2);
     int high = -1;
-    for (unsigned char c : text) {
+    for (const char raw : text) {
+        const auto c = static_cast<unsigned char>(raw);
         if (std::isspace(c)) continue;
         int value = hexValue(c);
         if (value < 0) {
