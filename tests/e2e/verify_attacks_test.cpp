@@ -171,6 +171,10 @@ TEST_F(VerifyAttacks, CosigningRefusesAChangedFileUnlessForced) {
                                     {{"cosign", true}, {"cosign_force", true}});
     const std::string said = kChanged + kIvanov + " tr{изменения подписаны подписью} " + kPetrova + " (tr{страницы})";
     EXPECT_EQ(verify(forced), Verdict(kIP, {said}));
+    // A stamped co-signature that also brings an overlay annotation is named as well.
+    const fs::path overlay = signed_(dir / "single" / "shadow-overlay-annotation.pdf", "overlay.pdf", kPetrova,
+                                     {{"cosign", true}, {"cosign_force", true}, {"watermark", kStamp["watermark"]}});
+    EXPECT_EQ(verify(overlay), Verdict(kIP, {said}));
     // The command line host shows it under its table of signers, and fails.
     const auto shown = runCommand(q(VESK_CLI_PATH) + " verify " + q(forced) + " 2>/dev/null");
     EXPECT_EQ(shown.exitCode, 1);
