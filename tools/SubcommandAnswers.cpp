@@ -102,6 +102,15 @@ int runCommand(const Command& command, ModuleLoader& module, bool jsonOutput, st
         return 1;
     }
     const bool failed = !answer.contains("error") || !answer.at("error").is_null();
+    // A PDF's signers come with what the module says about them (a change after signing, a
+    // forged place): the table first, the messages under it.
+    if (failed && !jsonOutput && command.kind == CommandKind::Verify && answer.contains("data") &&
+        answer.at("data").is_array() && !answer.at("data").empty()) {
+        printSigners(answer.at("data"), &out, err);
+        for (const auto& item : answer.at("error"))
+            out << (item.is_string() ? item.get<std::string>() : item.dump()) << "\n";
+        return 1;
+    }
     if (failed) {
         if (jsonOutput)
             out << answerText << "\n";

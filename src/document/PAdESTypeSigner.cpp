@@ -34,7 +34,9 @@ constexpr size_t kSignatureSize = 16344;
 constexpr size_t kLongSignatureSize = 65536;
 constexpr size_t kReadChunk = 65536;
 
-// Co-signing goes on only when every signature already in the file is valid; the refusal, if any.
+// Co-signing goes on only when every signature already in the file is valid and the last of
+// them covers the whole file, so that the new signature never vouches for an unsigned change;
+// the refusal, if any.
 RequestApiResultPtr checkExistingSignatures(const std::shared_ptr<IVerify>& verifier, const SignOptions& options,
                                             RequestApiResultPtr result) {
     const VerifySignResultPtr verified = verifier ? PdfSignVerifycator(verifier).verify(options.file) : nullptr;
@@ -44,7 +46,7 @@ RequestApiResultPtr checkExistingSignatures(const std::shared_ptr<IVerify>& veri
         return fail(result, "tr{PAdESTypeSigner::sign verifyAttachedSign signInfoList is empty}");
     const bool allValid = std::all_of(verified->signers->begin(), verified->signers->end(),
                                       [](const SignInfoPtr& info) { return info && info->verified; });
-    if (allValid) return nullptr;
+    if (allValid && !verified->unsignedChanges) return nullptr;
     result->success = false;
     result->errors = verified->errors;
     result->errors.push_back("tr{PAdESTypeSigner::sign CpSigner::addCoSign Signature is not valid}");

@@ -79,9 +79,15 @@ void loadPdfFromBuffer(PdfMemDocument& document, const std::vector<char>& bytes,
     if (bytes.empty()) PODOFO_RAISE_ERROR(ePdfError_InvalidHandle);
     // PoDoFo takes the device over; it reads the bytes for as long as the document lives.
     const size_t header = pdfHeaderOffset(bytes);
-    const PdfRefCountedInputDevice device(
-        std::make_unique<BorrowedBytesDevice>(bytes.data() + header, bytes.size() - header).release());
-    document.LoadFromDevice(device, forUpdate);
+    document.LoadFromDevice(
+        PdfRefCountedInputDevice(
+            std::make_unique<BorrowedBytesDevice>(bytes.data() + header, bytes.size() - header).release()),
+        forUpdate);
+}
+
+PdfRefCountedInputDevice borrowedInputDevice(const std::vector<char>& bytes) {
+    // PoDoFo takes the device over.
+    return PdfRefCountedInputDevice(std::make_unique<BorrowedBytesDevice>(bytes.data(), bytes.size()).release());
 }
 
 std::vector<const PdfObject*> findByteRanges(const PdfMemDocument& document) {

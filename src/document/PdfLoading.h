@@ -25,6 +25,9 @@ size_t pdfHeaderOffset(const std::vector<char>& bytes);
 // document reads the bytes where they are, so they must outlive it.
 void loadPdfFromBuffer(PoDoFo::PdfMemDocument& document, const std::vector<char>& bytes, bool forUpdate);
 
+// A PoDoFo input device that reads the bytes where they are, without a copy; they must outlive it.
+PoDoFo::PdfRefCountedInputDevice borrowedInputDevice(const std::vector<char>& bytes);
+
 // The ByteRange values of every dictionary that has one, in storage order.
 std::vector<const PoDoFo::PdfObject*> findByteRanges(const PoDoFo::PdfMemDocument& document);
 

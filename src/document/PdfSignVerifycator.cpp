@@ -3,68 +3,118 @@
 #include "common/FileTools.h"
 #include "common/Logging.h"
 #include "document/PdfLoading.h"
+#include "document/PdfRevisionChanges.h"
+#include "document/PdfRevisions.h"
+#include "document/PdfSignatureLayout.h"
+#include "model/PdfVerifyTexts.h"
 
 #include <algorithm>
-#include <array>
-#include <cctype>
-#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
 
 namespace Vesk::Crypto {
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using namespace PoDoFo;
+namespace texts = PdfVerifyTexts;
 
-// Appends up to `length` bytes of `file` from `offset`; a range past the end of the file gives
-// what is there, as a short read would.
-void appendRange(const std::vector<char>& file, int64_t offset, int64_t length, Bytes& out) {
-    const auto size = static_cast<int64_t>(file.size());
-    if (offset < 0 || length <= 0 || offset >= size) return;
-    const int64_t end = offset + std::min(length, size - offset);
-    out.insert(out.end(), file.begin() + offset, file.begin() + end);
+// One signature of the file: where it sits and what verifying it gave.
+struct CheckedSignature {
+    SignatureLayout layout;
+    std::vector<SignInfoPtr> signers;
+    std::string who;  // how the messages name it
+    bool valid = false;
+};
+
+const char* forgeryText(SignatureForgery forgery) {
+    switch (forgery) {
+        case SignatureForgery::MalformedByteRange:
+            return texts::kByteRangeMalformed;
+        case SignatureForgery::FirstRangeNotAtStart:
+            return texts::kFirstRangeNotAtStart;
+        case SignatureForgery::NotAtRevisionEnd:
+            return texts::kNotAtRevisionEnd;
+        case SignatureForgery::NotInCrossReference:
+            return texts::kDictionaryNotInCrossReference;
+        case SignatureForgery::HoleNotOwnContents:
+            return texts::kHoleNotOwnContents;
+        case SignatureForgery::None:
+            break;
+    }
+    return "";
 }
 
-// A ByteRange value brought into [-2 * size - 8, 2 * size + 8]: every offset and length that
-// the ranges are computed from then lies as far outside the file as the value itself did, and
-// the sums and differences below cannot overflow, whatever numbers the file holds.
-int64_t withinReach(int64_t value, size_t fileSize) {
-    const int64_t reach = 2 * static_cast<int64_t>(std::min<size_t>(fileSize, INT64_MAX / 4)) + 8;
-    return std::clamp(value, -reach, reach);
-}
-
-int hexValue(char digit) {
-    if (digit >= '0' && digit <= '9') return digit - '0';
-    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-    return 0;
-}
-
-// Pairs of non-blank hex digits. The text stops one digit short of the hole, so its last byte
-// has only its high digit left: the low one counts as zero. Our own holes end in padding; a
-// hole filled to its last byte (as other signers leave it) ends in the zero octets of a BER
-// end-of-contents marker, so the byte comes out the same either way.
-Bytes decodeHex(const std::vector<char>& file, int64_t offset, int64_t length) {
-    Bytes text;
-    appendRange(file, offset, length, text);
-    Bytes signature;
-    signature.reserve(text.size() / 2);
-    int high = -1;
-    for (unsigned char c : text) {
-        if (std::isspace(c)) continue;
-        const int value = hexValue(static_cast<char>(std::tolower(c)));
-        if (high < 0) {
-            high = value;
-        } else {
-            signature.push_back(static_cast<unsigned char>(high * 16 + value));
-            high = -1;
+std::string changeList(const std::set<DocumentChange>& changes) {
+    std::string list;
+    for (const DocumentChange change : changes) {
+        if (!list.empty()) list += ", ";
+        switch (change) {
+            case DocumentChange::Pages:
+                list += texts::kPagesChanged;
+                break;
+            case DocumentChange::Catalog:
+                list += texts::kCatalogChanged;
+                break;
+            case DocumentChange::Form:
+                list += texts::kFormChanged;
+                break;
+            case DocumentChange::Other:
+                list += texts::kOtherChanged;
+                break;
         }
     }
-    if (high >= 0) signature.push_back(static_cast<unsigned char>(high * 16));
-    return signature;
+    return list;
 }
 
-void merge(ResultWithSigners& into, const VerifySignResultPtr& part) {
-    if (!part) return;
-    if (part->signers) into.signers->insert(into.signers->end(), part->signers->begin(), part->signers->end());
-    into.errors.insert(into.errors.end(), part->errors.begin(), part->errors.end());
+// The signatures' dictionaries, in storage order.
+std::vector<const PdfObject*> signatureDictionaries(const PdfMemDocument& document) {
+    std::vector<const PdfObject*> found;
+    for (const PdfObject* object : document.GetObjects())
+        if (object != nullptr && object->IsDictionary() && object->GetDictionary().HasKey("ByteRange"))
+            found.push_back(object);
+    return found;
+}
+
+// Says, for every valid signature, how the file went on after it: bytes that no later valid
+// signature covers, and what each later revision that one does cover changed in the document.
+void reportLaterChanges(const std::vector<CheckedSignature>& signatures, PdfRevisions& revisions, size_t fileSize,
+                        ResultWithSigners& result) {
+    size_t covered = 0;
+    for (const auto& signature : signatures)
+        if (signature.valid) covered = std::max(covered, static_cast<size_t>(*signature.layout.revision));
+    const auto& all = revisions.revisions();
+    const size_t coveredEnd = all[covered].end;
+    result.unsignedChanges =
+        std::any_of(signatures.begin(), signatures.end(), [](const CheckedSignature& s) { return s.valid; }) &&
+        coveredEnd < fileSize;
+
+    std::map<size_t, std::set<DocumentChange>> changes;  // each later revision judged once
+    const auto signerClosing = [&](size_t index) -> const CheckedSignature* {
+        const CheckedSignature* closing = nullptr;
+        for (const auto& signature : signatures)
+            if (signature.valid && *signature.layout.revision >= index &&
+                (closing == nullptr || *signature.layout.revision < *closing->layout.revision))
+                closing = &signature;
+        return closing;
+    };
+    for (const auto& signature : signatures) {
+        if (!signature.valid) continue;
+        if (coveredEnd < fileSize)
+            result.errors.push_back(std::string(texts::kChangedAfterSigning) + " " + signature.who);
+        for (size_t index = *signature.layout.revision + 1; index <= covered; ++index) {
+            auto judged = changes.find(index);
+            if (judged == changes.end()) {
+                const CheckedSignature* closing = signerClosing(index);
+                const bool addsSignature = closing != nullptr && *closing->layout.revision == index;
+                judged = changes.emplace(index, documentChanges(revisions, index, addsSignature)).first;
+            }
+            if (judged->second.empty()) continue;
+            result.errors.push_back(std::string(texts::kChangedAfterSigning) + " " + signature.who + " " +
+                                    texts::kChangesSignedBy + " " + signerClosing(index)->who + " (" +
+                                    changeList(judged->second) + ")");
+        }
+    }
 }
 
 }  // namespace
@@ -78,36 +128,53 @@ VerifySignResultPtr PdfSignVerifycator::verify(const std::filesystem::path& pdfF
     try {
         std::vector<char> file;
         fstools::readFileToVector(pdfFile, file);
-        PoDoFo::PdfMemDocument document;
+        PdfMemDocument document;
         loadPdfFromBuffer(document, file, false);
 
-        const auto candidates = findByteRanges(document);
-        VLOG_VERBOSE << "[M] Found signatures count: " << candidates.size();  // compat: log readers know this tag
-        if (candidates.empty()) {
+        const auto dictionaries = signatureDictionaries(document);
+        VLOG_VERBOSE << "[M] Found signatures count: " << dictionaries.size();  // compat: log readers know this tag
+        if (dictionaries.empty()) {
             result->errors.push_back("Файл не содержит подписей");  // compat: hosts show this text untranslated
             return result;
         }
-        for (const PoDoFo::PdfObject* candidate : candidates) {
-            if (!candidate->IsArray() || candidate->GetArray().size() != 4) continue;
-            const PoDoFo::PdfArray& range = candidate->GetArray();
-            std::array<int64_t, 4> n{};
-            for (size_t i = 0; i < n.size(); ++i) n[i] = range[i].IsNumber() ? range[i].GetNumber() : 0;
-            VLOG_VERBOSE << "Found ByteRange: [" << n[0] << " " << n[1] << " " << n[2] << " " << n[3] << "]";
-            for (auto& value : n) value = withinReach(value, file.size());
-            const auto [a, b, c, d] = n;
-
-            // compat: the hex text starts one past the '<' and stops one digit short of the '>'
-            // (c - b - 3): the dropped digit is always padding. Computed from b alone, as if a were 0.
-            const int64_t hexStart = b + 1;
-            const int64_t hexLength = c - b - 3;
-            VLOG_VERBOSE << "Sign [" << hexStart << ", " << hexLength << "]";
-
-            Bytes signedData;
-            appendRange(file, a, b, signedData);
-            appendRange(file, c, d, signedData);
-            merge(*result, verifier_->verifyDetachedSign(decodeHex(file, hexStart, hexLength), signedData));
+        std::optional<PdfRevisions> revisions;
+        try {
+            revisions.emplace(file);
+        } catch (const PdfError& error) {
+            VLOG_ERROR << "PDF revisions unreadable: " << error.what();
         }
-    } catch (const PoDoFo::PdfError& error) {
+
+        std::vector<CheckedSignature> signatures;
+        for (const PdfObject* dictionary : dictionaries) {
+            CheckedSignature signature;
+            signature.layout = examineSignature(*dictionary, file, revisions ? &*revisions : nullptr);
+            signature.who = std::string(texts::kSignatureNumber) + std::to_string(signatures.size() + 1);
+            std::vector<std::string> errors;
+            if (signature.layout.forgery != SignatureForgery::MalformedByteRange) {
+                const auto verified =
+                    verifier_->verifyDetachedSign(signature.layout.signature, signature.layout.signedData);
+                if (verified && verified->signers) signature.signers = *verified->signers;
+                if (verified) errors = verified->errors;
+            }
+            if (!signature.signers.empty() && signature.signers.front() && signature.signers.front()->certificate)
+                signature.who = signature.signers.front()->certificate->serialNumber;
+            signature.valid = signature.layout.forgery == SignatureForgery::None && !signature.signers.empty() &&
+                              std::all_of(signature.signers.begin(), signature.signers.end(),
+                                          [](const SignInfoPtr& info) { return info && info->verified; });
+            if (signature.layout.forgery != SignatureForgery::None) {
+                for (const auto& info : signature.signers)
+                    if (info) info->verified = false;
+                result->errors.push_back(std::string(forgeryText(signature.layout.forgery)) + " " + signature.who);
+            }
+            // Never an empty answer: a signature that says nothing is said to be unreadable.
+            if (signature.signers.empty() && errors.empty() && signature.layout.forgery == SignatureForgery::None)
+                errors.push_back(std::string(texts::kSignatureUnreadable) + " " + signature.who);
+            result->signers->insert(result->signers->end(), signature.signers.begin(), signature.signers.end());
+            result->errors.insert(result->errors.end(), errors.begin(), errors.end());
+            signatures.push_back(std::move(signature));
+        }
+        if (revisions) reportLaterChanges(signatures, *revisions, file.size(), *result);
+    } catch (const PdfError& error) {
         result->errors.push_back(error.what());
     }
     return result;

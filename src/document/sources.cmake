@@ -9,7 +9,10 @@ target_sources(vesk_document PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PdfNesting.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfPages.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfRequestTexts.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfRevisionChanges.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfRevisions.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureFields.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureLayout.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfSignatureProbe.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStampCanvas.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfStamping.cpp

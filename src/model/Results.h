@@ -33,6 +33,8 @@ struct ResultWithSigners {
     std::shared_ptr<std::vector<SignInfoPtr>> signers;
     std::shared_ptr<std::vector<CertificatePtr>> chain;
     std::vector<std::string> errors;
+    // A signed PDF that goes on past its last valid signature: bytes no signature covers.
+    bool unsignedChanges = false;
 };
 using VerifySignResultPtr = std::shared_ptr<ResultWithSigners>;
 
