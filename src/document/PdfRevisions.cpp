@@ -58,9 +58,10 @@ std::vector<char> decodedStream(PdfObject& object) {
 
 PdfRevisions::PdfRevisions(const std::vector<char>& file) : file_(file), state_(std::make_unique<State>()) {
     state_->device = borrowedInputDevice(file);
+    header_ = static_cast<int64_t>(pdfHeaderOffset(file));
     const size_t keyword = view(file).rfind("startxref");
     if (keyword == std::string_view::npos) PODOFO_RAISE_ERROR_INFO(ePdfError_NoXRef, "no startxref");
-    std::optional<int64_t> offset = std::strtoll(file.data() + keyword + 9, nullptr, 10);
+    std::optional<int64_t> offset = header_ + std::strtoll(file.data() + keyword + 9, nullptr, 10);
     std::set<int64_t> seen;
     while (offset && seen.insert(*offset).second) {
         PdfRevision revision;
@@ -136,7 +137,7 @@ void PdfRevisions::readTable(int64_t offset, PdfRevision& revision, std::optiona
             tokens.GetNextNumber();  // generation
             if (!tokens.GetNextToken(token)) PODOFO_RAISE_ERROR(ePdfError_InvalidXRef);
             if (std::string_view(token) == "n")
-                revision.objects.emplace(static_cast<pdf_objnum>(first + i), PdfObjectPlace{place, 0, 0});
+                revision.objects.emplace(static_cast<pdf_objnum>(first + i), PdfObjectPlace{header_ + place, 0, 0});
         }
     }
     PdfVariant trailer;
@@ -147,7 +148,7 @@ void PdfRevisions::readTable(int64_t offset, PdfRevision& revision, std::optiona
     if (const PdfObject* supplement = trailer.GetDictionary().GetKey("XRefStm"); supplement && supplement->IsNumber()) {
         std::optional<int64_t> ignored;
         PdfRevision streamed;
-        readStreamSection(supplement->GetNumber(), streamed, ignored);
+        readStreamSection(header_ + supplement->GetNumber(), streamed, ignored);
         revision.objects.insert(streamed.objects.begin(), streamed.objects.end());
     }
 }
@@ -191,7 +192,7 @@ void PdfRevisions::readStreamSection(int64_t offset, PdfRevision& revision, std:
             const int64_t second = field(w[1], 0);
             const int64_t third = field(w[2], 0);
             const auto number = static_cast<pdf_objnum>(first + n);
-            if (type == 1) revision.objects.emplace(number, PdfObjectPlace{second, 0, 0});
+            if (type == 1) revision.objects.emplace(number, PdfObjectPlace{header_ + second, 0, 0});
             if (type == 2) revision.objects.emplace(number, PdfObjectPlace{-1, static_cast<pdf_objnum>(second), third});
         }
     }
@@ -204,7 +205,8 @@ void PdfRevisions::readTrailer(const PdfDictionary& trailer, PdfRevision& revisi
     if (const PdfObject* info = trailer.GetKey("Info"); info && info->IsReference())
         revision.info = info->GetReference();
     revision.encrypted = trailer.HasKey("Encrypt");
-    if (const PdfObject* prev = trailer.GetKey("Prev"); prev && prev->IsNumber()) previous = prev->GetNumber();
+    if (const PdfObject* prev = trailer.GetKey("Prev"); prev && prev->IsNumber())
+        previous = header_ + prev->GetNumber();
 }
 
 std::optional<size_t> PdfRevisions::endingAt(size_t end) const {

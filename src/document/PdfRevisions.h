@@ -66,6 +66,8 @@ private:
     std::pair<size_t, size_t> endAfter(size_t from) const;
 
     const std::vector<char>& file_;
+    // Where the header starts: the file's offsets count from there, positions here from byte 0.
+    int64_t header_ = 0;
     std::vector<PdfRevision> revisions_;
     std::unique_ptr<State> state_;
 };
