@@ -11,7 +11,7 @@
 # The seeds start from what the repository keeps as text: tests/fuzz/seeds/TARGET (request texts,
 # whose relative file names mean the sandbox's files; settings files; signature texts), the PDFs
 # of tests/e2e/make-pdf-corpus.sh and of the writers below, signed files made by the module, and
-# the PDFs of any generator of attacked files (tests/e2e/make-attack-corpus.py OUT) present. The
+# attacked copies of the signed PDFs (tests/e2e/make-attack-corpus.py). The
 # inputs in tests/fuzz/regressions/TARGET, each of which once made a target fail, are replayed
 # first. The corpora grow in BUILD/fuzz/corpus-TARGET across runs; a failing input is left in
 # BUILD/fuzz/artifacts: add it to tests/fuzz/regressions/TARGET.
@@ -97,10 +97,13 @@ cat >"$work/pdfs/sizes.ps" <<'PS'
 PS
 (cd "$work/pdfs" && ps2pdf sizes.ps gs-sizes.pdf && bash "$root/tests/e2e/make-pdf-corpus.sh") >/dev/null 2>&1 ||
   echo "warning: some producer PDFs could not be made" >&2
-# Attacked PDFs, when their generator is there.
-if [ -f tests/e2e/make-attack-corpus.py ]; then
-  python3 tests/e2e/make-attack-corpus.py "$work/pdfs" >/dev/null || echo "warning: the attacked PDFs could not be made" >&2
-fi
+# Attacked copies of the signed and co-signed PDFs (the attacks on PDF signatures the verify tests
+# build).
+for signed in signed cosigned; do
+  python3 tests/e2e/make-attack-corpus.py attack "$files/$signed.pdf" "$work/pdfs/attacks-$signed" >/dev/null &&
+    for pdf in "$work/pdfs/attacks-$signed"/*.pdf; do cp "$pdf" "$work/pdfs/$signed-$(basename "$pdf")"; done ||
+    echo "warning: the attacked copies of $signed.pdf could not be made" >&2
+done
 for pdf in "$work/pdfs"/*.pdf; do cp "$pdf" "$seeds/pdf_fuzzer/"; done
 echo "seeds: $(for t in "${targets[@]}"; do printf '%s %s  ' "$t" "$(ls "$seeds/$t" | wc -l)"; done)"
 
