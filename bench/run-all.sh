@@ -22,20 +22,10 @@ file_mb=${FILE_MB:-50 200}
 sign_mb=${SIGN_MB:-16 256}
 pdf_mb=${PDF_MB:-5 50}
 only=${ONLY:-}
-for tool in request_host vesk-crypto vesk-sample-pdf libcades.so libVeskCrypto.so.1; do
-  [ -e "$bin/$tool" ] || { echo "$0: $bin/$tool is missing; build with -DVESK_BUILD_BENCH=ON" >&2; exit 2; }
-done
-[ -x /usr/bin/time ] || { echo "$0: GNU time is missing (scripts/install-deps.sh installs it)" >&2; exit 2; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-pki=$work/pki
-bash scripts/make-test-pki.sh "$pki" >/dev/null
-export CADES_EMULATOR_HOME=$pki
-export HOME=$work/home
-mkdir -p "$HOME/.Vesk/editor"
+source bench/bench-env.sh
+bench_env "$bin" request_host vesk-crypto vesk-sample-pdf libcades.so libVeskCrypto.so.1
 log_level() {
-  printf '{"cades":"%s","cryptoPro":"","logLevel":"%s"}' "$bin/libcades.so" "$1" >"$HOME/.Vesk/editor/settings.json"
+  bench_log_level "$1"
   rm -f "$HOME/.Vesk/editor/VeskCryptoModule.log"
 }
 user=user_gost256

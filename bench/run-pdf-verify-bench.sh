@@ -14,17 +14,11 @@ runs=${RUNS:-5}
 pdf_mb=${PDF_MB:-50}
 signatures=${SIGNATURES:-20}
 # The other build needs only its module and host; the CAdES emulator is this build's.
-for tool in "$build"/bin/{vesk-crypto,vesk-sample-pdf,libcades.so,libVeskCrypto.so.1} \
-    "$other"/bin/{vesk-crypto,libVeskCrypto.so.1}; do
+for tool in "$other"/bin/{vesk-crypto,libVeskCrypto.so.1}; do
   [ -e "$tool" ] || { echo "$0: $tool is missing; build first" >&2; exit 2; }
 done
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-bash scripts/make-test-pki.sh "$work/pki" >/dev/null
-export CADES_EMULATOR_HOME=$work/pki HOME=$work/home
-mkdir -p "$HOME/.Vesk/editor"
-printf '{"cades":"%s","cryptoPro":"","logLevel":"error"}' "$build/bin/libcades.so" >"$HOME/.Vesk/editor/settings.json"
+source bench/bench-env.sh
+bench_env "$build/bin" vesk-crypto vesk-sample-pdf libcades.so libVeskCrypto.so.1
 cli=$build/bin/vesk-crypto
 
 "$build/bin/vesk-sample-pdf" "$work/big.pdf" --pages 2 --size-mb "$pdf_mb" >/dev/null

@@ -16,21 +16,9 @@ build=$(cd "${1:-build}" && pwd)
 big_mb=${2:-256}
 pdf_mb=${3:-50}
 bin=$build/bin
-for tool in vesk-crypto vesk-sample-pdf libcades.so libVeskCrypto.so.1; do
-  [ -e "$bin/$tool" ] || { echo "$0: $bin/$tool is missing; build first" >&2; exit 2; }
-done
-[ -x /usr/bin/time ] || { echo "$0: GNU time is missing (scripts/install-deps.sh installs it)" >&2; exit 2; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-
 # The module runs with its own HOME and the test PKI as the emulator's store.
-pki=$work/pki
-bash scripts/make-test-pki.sh "$pki" >/dev/null
-export CADES_EMULATOR_HOME=$pki
-export HOME=$work/home
-mkdir -p "$HOME/.Vesk/editor"
-printf '{"cades":"%s","cryptoPro":"","logLevel":"error"}' "$bin/libcades.so" >"$HOME/.Vesk/editor/settings.json"
+source bench/bench-env.sh
+bench_env "$bin" vesk-crypto vesk-sample-pdf libcades.so libVeskCrypto.so.1
 user=user_gost256
 serial=0x0123456789ABCDEF01  # the serial of user_gost256 as the module writes it
 

@@ -13,19 +13,8 @@ shift || true
 counts=("$@")
 [ ${#counts[@]} -gt 0 ] || counts=(2000 6000 20000)
 bin=$build/bin
-for tool in vesk-crypto vesk-sample-pdf libcades.so libVeskCrypto.so.1; do
-  [ -e "$bin/$tool" ] || { echo "$0: $bin/$tool is missing; build first" >&2; exit 2; }
-done
-[ -x /usr/bin/time ] || { echo "$0: GNU time is missing (scripts/install-deps.sh installs it)" >&2; exit 2; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-pki=$work/pki
-bash scripts/make-test-pki.sh "$pki" >/dev/null
-export CADES_EMULATOR_HOME=$pki
-export HOME=$work/home
-mkdir -p "$HOME/.Vesk/editor"
-printf '{"cades":"%s","cryptoPro":"","logLevel":"error"}' "$bin/libcades.so" >"$HOME/.Vesk/editor/settings.json"
+source bench/bench-env.sh
+bench_env "$bin" vesk-crypto vesk-sample-pdf libcades.so libVeskCrypto.so.1
 serial=0x0123456789ABCDEF01  # user_gost256 of the test PKI
 
 "$bin/vesk-sample-pdf" "$work/block.pdf" --pages 2000 >/dev/null
