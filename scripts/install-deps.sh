@@ -16,6 +16,9 @@ packages=(
   clang libclang-rt-14-dev llvm-14 ghostscript mupdf-tools python3
   # The install test checks the Debian packages.
   lintian
+  # The judge of written PDFs reads them with pdf.js under node too; the PDF corpus comes from
+  # more producers (tests/e2e/make-pdf-corpus.sh).
+  nodejs libjs-pdf python3-reportlab python3-cairo img2pdf groff libreoffice-writer-nogui
 )
 
 missing=()

@@ -1,0 +1,217 @@
+// The judge of a PDF the module wrote: the signature checks (qpdf, pdfsig, openssl over each
+// ByteRange, the module's verify) and the readers users have (support/read-pdf.sh: poppler, mupdf,
+// ghostscript, pdf.js), each compared with what it makes of the unsigned input.
+
+#include "ModuleClient.h"
+#include "SignedInputs.h"
+
+#include "support/Process.h"
+#include "support/TempHome.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace vesk::test {
+namespace {
+
+// A gray render of one page as shown, at 36 dpi: half a pixel per point.
+struct Render {
+    int width = 0, height = 0;
+    std::string pixels;
+    int at(int x, int y) const { return static_cast<unsigned char>(pixels[static_cast<size_t>(y) * width + x]); }
+};
+
+Render loadRender(const fs::path& pgm) {
+    const std::string bytes = readFile(pgm);
+    Render r;
+    int depth = 0, offset = 0;
+    if (std::sscanf(bytes.c_str(), "P5 %d %d %d%n", &r.width, &r.height, &depth, &offset) != 3) return {};
+    r.pixels = bytes.substr(static_cast<size_t>(offset) + 1);
+    if (r.pixels.size() != static_cast<size_t>(r.width) * r.height) return {};
+    return r;
+}
+
+// What one reader printed and complained of, by reader name: NAME.out and the lines of NAME.err.
+// Ghostscript's closing note names the file's producer, which an update may set: not a complaint.
+struct Reading {
+    fs::path folder;
+    std::string out(const std::string& reader) const { return readFile(folder / (reader + ".out")); }
+    std::set<std::string> complaints(const std::string& reader) const {
+        std::set<std::string> lines;
+        std::istringstream err(readFile(folder / (reader + ".err")));
+        for (std::string line; std::getline(err, line);)
+            if (line.find("   **** >>>>") != 0 && line.find("   **** The file was produced by") != 0)
+                lines.insert(line);
+        return lines;
+    }
+};
+
+// pdf.js's text of page `n` (from 1), blanks left out.
+std::string pdfjsPage(const Reading& reading, int n) {
+    const std::string out = reading.out("pdfjs"), mark = "page " + std::to_string(n) + ": ";
+    const size_t at = out.find(mark);
+    if (at == std::string::npos) return {};
+    std::string text = out.substr(at + mark.size(), out.find('\n', at) - at - mark.size());
+    text.erase(std::remove(text.begin(), text.end(), ' '), text.end());
+    return text;
+}
+
+// The pixels of `after` that differ from `before` lie inside `box` (left, top, right, bottom in
+// pixels), and there are at least `ink` pixels darker than before inside it.
+void expectSameBut(const Render& before, const Render& after, const int box[4], int ink) {
+    ASSERT_GT(before.width, 0) << "the input's page did not render";
+    ASSERT_EQ(after.width, before.width) << "the page renders at another size";
+    ASSERT_EQ(after.height, before.height) << "the page renders at another size";
+    int outside = 0, darker = 0, firstX = -1, firstY = -1;
+    for (int y = 0; y < after.height; ++y)
+        for (int x = 0; x < after.width; ++x) {
+            const int was = before.at(x, y), now = after.at(x, y);
+            const bool in = x >= box[0] && x <= box[2] && y >= box[1] && y <= box[3];
+            if (!in && was != now && outside++ == 0) firstX = x, firstY = y;
+            darker += in && now < was - 60;
+        }
+    EXPECT_EQ(outside, 0) << "pixels changed outside the stamp's box, the first at " << firstX << "," << firstY
+                          << " of " << after.width << "x" << after.height;
+    EXPECT_GE(darker, ink) << "no stamp in its box " << box[0] << "," << box[1] << " - " << box[2] << "," << box[3];
+}
+
+int pageCount(const fs::path& pdf) {
+    return std::atoi(runCommand("pdfinfo " + q(pdf) + " 2>/dev/null | sed -n 's/^Pages: *//p'").output.c_str());
+}
+
+// Whether page `n` has a MediaBox reaching below 0 in x or y. pdf.js 2.14 leaves out of its text
+// content text that lies in the page on such pages, whoever wrote it.
+bool boxBelowZero(const fs::path& pdf, int n) {
+    const std::string page = std::to_string(n);
+    const std::string box = runCommand("pdfinfo -box -f " + page + " -l " + page + " " + q(pdf) +
+                                       " 2>/dev/null | sed -n 's/^Page *" + page + " MediaBox: *//p'")
+                                .output;
+    double x = 0, y = 0;
+    return std::sscanf(box.c_str(), "%lf %lf", &x, &y) == 2 && (x < 0 || y < 0);
+}
+
+}  // namespace
+
+StampSeen stampOf(const nlohmann::json& watermark, std::string text) {
+    StampSeen stamp;
+    stamp.x = watermark.value("x", stamp.x);
+    stamp.y = watermark.value("y", stamp.y);
+    stamp.x2 = watermark.value("x2", std::min(100.0, stamp.x + 45));
+    stamp.y2 = watermark.value("y2", std::min(100.0, stamp.y + 10));
+    stamp.page = watermark.value("page", -1);
+    stamp.text = text.empty() ? watermark.at("strings").at(0).at("text").get<std::string>() : text;
+    return stamp;
+}
+
+void judgeWrittenPdf(const fs::path& input, const fs::path& pdf, const std::optional<StampSeen>& stamp) {
+    SCOPED_TRACE("judging " + pdf.string());
+    const std::string original = readFile(input);
+    ASSERT_FALSE(original.empty()) << input;
+    EXPECT_EQ(readFile(pdf).compare(0, original.size(), original), 0) << "the input's bytes are not its prefix";
+
+    // Both files read side by side, each into a folder of its own.
+    const int pages = pageCount(input);
+    ASSERT_GT(pages, 0) << input;
+    std::string rendered;
+    for (int page = 1; page <= pages; page = page < 3 ? page + 1 : std::max(page + 1, pages))
+        rendered += " " + std::to_string(page);
+    const Reading before{makeTempDir("read-input")}, after{makeTempDir("read-output")};
+    const std::string reader = q(VESK_TEST_SUPPORT_DIR "/read-pdf.sh");
+    runCommand(reader + " " + q(input) + " " + q(before.folder) + rendered + " & " + reader + " " + q(pdf) + " " +
+               q(after.folder) + rendered + "; wait");
+
+    for (const char* name : {"poppler", "render", "mupdf", "ghostscript", "pdfjs"}) {
+        const auto was = before.complaints(name), now = after.complaints(name);
+        std::string added;
+        for (const std::string& line : now) added += was.count(line) ? "" : line + "\n";
+        EXPECT_EQ(added, "") << name << " complains of the written file, not of the input";
+    }
+    const std::string text = after.out("poppler");
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\f'), pages) << "poppler's pages";
+    EXPECT_EQ(after.out("pdfjs").rfind("pages " + std::to_string(pages) + "\n", 0), 0u) << "pdf.js's pages";
+
+    std::istringstream list(rendered);
+    for (int page = 0; list >> page;) {
+        SCOPED_TRACE("page " + std::to_string(page));
+        const Render was = loadRender(before.folder / ("page-" + std::to_string(page) + ".pgm")),
+                     now = loadRender(after.folder / ("page-" + std::to_string(page) + ".pgm"));
+        const bool stamped = stamp && (stamp->page == -2 || page - 1 == (stamp->page == -1 ? pages - 1 : stamp->page));
+        int box[4] = {0, 0, -1, -1};
+        if (stamped) {
+            // Six pixels (12 points) of margin around the box hold the frame's padding and stroke.
+            box[0] = static_cast<int>(stamp->x / 100 * was.width) - 6;
+            box[1] = static_cast<int>(stamp->y / 100 * was.height) - 6;
+            box[2] = static_cast<int>(stamp->x2 / 100 * was.width) + 6;
+            box[3] = static_cast<int>(stamp->y2 / 100 * was.height) + 6;
+            std::string expected = stamp->text;
+            expected.erase(std::remove(expected.begin(), expected.end(), ' '), expected.end());
+            EXPECT_TRUE(pdfjsPage(after, page).find(expected) != std::string::npos || boxBelowZero(input, page))
+                << "pdf.js does not read the stamp \"" << stamp->text << "\": " << pdfjsPage(after, page);
+        }
+        expectSameBut(was, now, box, stamped ? 10 : 0);
+    }
+    fs::remove_all(before.folder);
+    fs::remove_all(after.folder);
+}
+
+std::vector<PdfSignature> pdfSignatures(const std::string& pdf) {
+    std::vector<PdfSignature> signatures;
+    for (size_t at = pdf.find("/ByteRange"); at != std::string::npos; at = pdf.find("/ByteRange", at + 1)) {
+        PdfSignature s;
+        s.wellFormed = std::sscanf(pdf.c_str() + at, "/ByteRange [ %zu %zu %zu %zu", &s.a, &s.b, &s.c, &s.d) == 4 &&
+                       s.a == 0 && s.b < s.c && s.c <= pdf.size() && s.d <= pdf.size() - s.c && pdf[s.b] == '<' &&
+                       pdf[s.c - 1] == '>';
+        if (s.wellFormed) {
+            for (size_t i = s.b + 1; i + 2 < s.c; i += 2)
+                s.der += static_cast<char>(std::stoi(pdf.substr(i, 2), nullptr, 16));
+            s.covered = pdf.substr(s.a, s.b) + pdf.substr(s.c, s.d);
+        }
+        signatures.push_back(std::move(s));
+    }
+    return signatures;
+}
+
+int opensslVerifiedPdfSignatures(const fs::path& pdf, const fs::path& work) {
+    int verified = 0;
+    for (const PdfSignature& signature : pdfSignatures(readFile(pdf))) {
+        EXPECT_TRUE(signature.wellFormed) << pdf << ": ByteRange " << signature.b << " " << signature.c;
+        writeBytes(work / "hole.der", signature.der);
+        writeBytes(work / "covered.bin", signature.covered);
+        verified += signature.wellFormed && opensslVerifies(work / "hole.der", work / "covered.bin");
+    }
+    return verified;
+}
+
+void expectQpdfClean(const fs::path& pdf) {
+    const auto checked = runCommand("qpdf --check " + q(pdf) + " 2>&1");
+    EXPECT_EQ(checked.exitCode, 0) << pdf << "\n" << checked.output;
+    EXPECT_NE(checked.output.find("No syntax or stream encoding errors"), std::string::npos) << pdf << "\n"
+                                                                                             << checked.output;
+}
+
+std::string judgeSignedPdf(const fs::path& input, const fs::path& pdf, int count,
+                           const std::optional<StampSeen>& stamp) {
+    judgeWrittenPdf(input, pdf, stamp);
+    expectQpdfClean(pdf);
+    const std::string listing = runCommand("pdfsig " + q(pdf) + " 2>&1").output;
+    const auto last = listing.rfind("Signature #");
+    EXPECT_TRUE(last != std::string::npos && listing.find("Total document signed", last) != std::string::npos)
+        << listing;
+    EXPECT_EQ(pdfSignatures(readFile(pdf)).size(), static_cast<size_t>(count)) << pdf;
+    EXPECT_EQ(opensslVerifiedPdfSignatures(pdf, pdf.parent_path()), count) << pdf;
+    static ModuleClient module;
+    const nlohmann::json verified = module.requestJson(verifyRequest(pdf));
+    EXPECT_TRUE(verified["data"].is_array() && verified["data"].size() == static_cast<size_t>(count) &&
+                verified["data"].back().value("Verifyed", false))
+        << "the module's verify: " << verified.dump();
+    return listing;
+}
+
+}  // namespace vesk::test
