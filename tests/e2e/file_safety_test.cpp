@@ -214,7 +214,8 @@ TEST_F(FileSafety, StampedPdfSignedDetached) {
     makePdf(dir / "plain.pdf");
     pdfsigSign(dir / "plain.pdf", dir / "report.pdf", "Approval");
     const std::string before = readFile(dir / "report.pdf");
-    fs::copy_file(dir / "report.pdf", dir / "unstamped.pdf");
+    const fs::path unstamped = makeTempDir("unstamped") / "report.pdf";
+    fs::copy_file(dir / "report.pdf", unstamped);
 
     EXPECT_EQ(sign(dir / "report.pdf", dir / "." / "report.pdf", "Detached", stamp),
               answerWith(dir / "report.pdf.sgn"));
@@ -224,7 +225,7 @@ TEST_F(FileSafety, StampedPdfSignedDetached) {
     const std::string listing = runCommand("pdfsig " + q(dir / "report.pdf") + " 2>&1").output;
     for (const char* line : {"Signature Field Name: Approval", "Signature Validation: Signature is Valid."})
         EXPECT_NE(listing.find(line), std::string::npos) << listing;
-    judgeWrittenPdf(dir / "unstamped.pdf", dir / "report.pdf", stampOf(stamp["watermark"], "Подписано: 21.11.2026"));
+    judgeWrittenPdf(unstamped, dir / "report.pdf", stampOf(stamp["watermark"], "Подписано: 21.11.2026"));
     expectQpdfClean(dir / "report.pdf");
     const std::string text = runCommand("pdftotext " + q(dir / "report.pdf") + " -").output;
     for (const char* shown : {"Подписано:", "21.11.2026", "Договор"})

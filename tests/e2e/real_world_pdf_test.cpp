@@ -6,6 +6,8 @@
 
 #include "RealWorldCorpus.h"
 
+#include <gtest/gtest-spi.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -177,6 +179,37 @@ TEST_F(RealWorldPdf, FormsShowTheirValuesAfterSigning) {
         judgeSignedPdf(dir / form, dir / "signed.pdf", 1, stampOf(stamp["watermark"]));
         ASSERT_TRUE(signs(dir / "signed.pdf", dir / "cosigned.pdf", kPetrova, {{"cosign", true}}));
         judgeSignedPdf(dir / "signed.pdf", dir / "cosigned.pdf", 2);
+    }
+}
+
+// The judge fails what viewers would show wrong, in updates mutool appends: a page whose contents
+// point at an object that is not there, and ink outside the stamp's box with none in it.
+TEST_F(RealWorldPdf, JudgeFailsWhatViewersShowWrong) {
+    const fs::path input = ghostscriptPdf(dir, "gs.pdf");
+    writeBytes(dir / "edit.js", R"JS(var doc = new PDFDocument(scriptArgs[0]), page = doc.findPage(0);
+if (scriptArgs[2] == 'dangling') page.put('Contents', doc.newIndirect(9999, 0));
+else {
+  var contents = doc.newArray();
+  contents.push(page.get('Contents'));
+  contents.push(doc.addStream('0 0 1 rg 60 60 100 100 re f'));
+  page.put('Contents', contents);
+}
+doc.save(scriptArgs[1], 'incremental');)JS");
+    const StampSeen stamp = stampOf(kStamp["watermark"]);
+    for (const auto& [edit, failures] : std::vector<std::pair<std::string, std::vector<std::string>>>{
+             {"dangling", {"poppler complains", "mupdf complains", "pdf.js does not read the stamp"}},
+             {"ink", {"pixels changed outside the stamp's box", "no stamp in its box"}}}) {
+        SCOPED_TRACE(edit);
+        produce("mutool run " + q(dir / "edit.js") + " " + q(input) + " " + q(dir / (edit + ".pdf")) + " " + edit);
+        ::testing::TestPartResultArray results;
+        {
+            const ::testing::ScopedFakeTestPartResultReporter reporter(
+                ::testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &results);
+            judgeWrittenPdf(input, dir / (edit + ".pdf"), stamp);
+        }
+        std::string reported;
+        for (int i = 0; i < results.size(); ++i) reported += results.GetTestPartResult(i).message() + std::string("\n");
+        for (const std::string& failure : failures) EXPECT_TRUE(has(reported, failure)) << failure << "\n" << reported;
     }
 }
 
