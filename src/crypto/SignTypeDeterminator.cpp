@@ -50,6 +50,20 @@ VerifySignResultPtr failure(const std::string& message) {
     return result;
 }
 
+// A PDF that did not load is verified as a wrapped signature message; when it has not the shape
+// of one either and the verifier found no signer in it, the PDF's own load error says what is
+// wrong with it.
+VerifySignResultPtr verifyWrappedPdf(const std::shared_ptr<IVerify>& verifier, const fs::path& file) {
+    VerifySignResultPtr verified = DefaultSignVerifycator(verifier).verify(file);
+    if (verified && verified->signers && !verified->signers->empty()) return verified;
+    std::vector<char> bytes;
+    std::string loadError;
+    if (!fstools::readFileToVector(file, bytes) || isSignatureMessage(bytes) ||
+        pdfContentKind(bytes, loadError) != PdfContentKind::NotPdf)
+        return verified;
+    return failure("tr{Error on load file:} " + loadError);
+}
+
 }  // namespace
 
 std::pair<bool, std::string> SignTypeDeterminator::isSignExtension(const fs::path& file) {
@@ -168,8 +182,9 @@ VerifySignResultPtr SignTypeDeterminator::verifySign(const fs::path& file, Crypt
 
     switch (info.format) {
         case AttachedFile:
-        case CryptoProPdf:
             return DefaultSignVerifycator(verifier).verify(info.signFile);
+        case CryptoProPdf:
+            return verifyWrappedPdf(verifier, info.signFile);
         case DetachedFile:
             return DefaultSignVerifycator(verifier).verify(info.signFile, info.originalFile);
         case PAdESPdf:

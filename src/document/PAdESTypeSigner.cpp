@@ -118,7 +118,7 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
         for (size_t i = 0; i < pages.size(); ++i)
             drawWatermark(pages[i], *document, i == 0 ? &signDevice : nullptr, options);
     });
-    if (!fieldAdded) return result;
+    if (!fieldAdded || !permitted(update->refusalOfDamage(), result)) return result;
 
     update->write(signDevice);
     if (document->GetPageCount() == 0) {

@@ -24,8 +24,8 @@ void put(PdfOutputDevice& device, const std::string& text) { device.Write(text.d
 
 // Where the file's last cross-reference section starts (its startxref value), and whether that
 // section is a stream; PoDoFo has read the same section, so a file that loaded has one.
-std::pair<pdf_int64, bool> lastCrossReference(const std::vector<char>& bytes) {
-    const std::string_view file(bytes.data(), bytes.size());
+std::pair<pdf_int64, bool> lastCrossReference(const std::vector<char>& bytes, size_t headerOffset) {
+    const std::string_view file(bytes.data() + headerOffset, bytes.size() - headerOffset);
     const size_t keyword = file.rfind("startxref");
     pdf_int64 offset = -1;
     if (keyword != std::string_view::npos) {
@@ -41,7 +41,10 @@ std::pair<pdf_int64, bool> lastCrossReference(const std::vector<char>& bytes) {
     }
     if (offset < 0 || static_cast<size_t>(offset) >= file.size())
         PODOFO_RAISE_ERROR_INFO(ePdfError_InvalidXRef, "no startxref before the end of the file");
-    return {offset, file.substr(static_cast<size_t>(offset), 4) != "xref"};
+    // Some writers point startxref at the end-of-line before the section.
+    size_t section = static_cast<size_t>(offset);
+    while (section < file.size() && std::isspace(static_cast<unsigned char>(file[section]))) ++section;
+    return {offset, file.substr(section, 4) != "xref"};
 }
 
 // The keys an update's trailer carries over from the document's trailer.
@@ -74,10 +77,10 @@ void writeXrefTable(PdfOutputDevice& device, const std::vector<XrefEntry>& entri
 
 // A cross-reference stream: type 1 entries of fields 1, offset-width and 2 bytes. Cross-reference
 // streams are never encrypted.
-void writeXrefStream(PdfOutputDevice& device, std::vector<XrefEntry> entries, PdfDictionary trailer,
-                     EPdfWriteMode mode) {
+void writeXrefStream(PdfOutputDevice& device, std::vector<XrefEntry> entries, PdfDictionary trailer, EPdfWriteMode mode,
+                     size_t headerOffset) {
     const pdf_objnum number = static_cast<pdf_objnum>(trailer.GetKey(PdfName::KeySize)->GetNumber());
-    entries.push_back({number, 0, device.Tell()});
+    entries.push_back({number, 0, device.Tell() - headerOffset});
     trailer.AddKey(PdfName::KeySize, static_cast<pdf_int64>(number + 1));
 
     int offsetWidth = 1;
@@ -114,34 +117,48 @@ void writeXrefStream(PdfOutputDevice& device, std::vector<XrefEntry> entries, Pd
     put(device, "\nendstream\nendobj\n");
 }
 
+// The first reference held directly in `value` (through its dictionaries and arrays, not through
+// other objects) that `unreadable` holds for true.
+template <typename Unreadable>
+const PdfReference* findReference(const PdfVariant& value, const Unreadable& unreadable) {
+    if (value.IsReference()) return unreadable(value.GetReference()) ? &value.GetReference() : nullptr;
+    if (value.IsArray()) {
+        for (const PdfObject& item : value.GetArray())
+            if (const PdfReference* found = findReference(item, unreadable)) return found;
+    } else if (value.IsDictionary()) {
+        for (const auto& [key, item] : value.GetDictionary().GetKeys())
+            if (const PdfReference* found = findReference(*item, unreadable)) return found;
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 PdfIncrementalUpdate::PdfIncrementalUpdate(PdfMemDocument& document, const std::vector<char>& bytes)
-    : document_(document), bytes_(bytes) {
-    try {
-        loadPdfFromBuffer(document, bytes, true);
-        return;
-    } catch (const PdfError& error) {
-        if (error.GetError() == ePdfError_InvalidPassword) throw PdfUpdateRefused(kPasswordRefusal);
-        if (error.GetError() != ePdfError_CannotEncryptedForUpdate) throw;
-    }
-    VLOG_VERBOSE << "Encrypted PDF: the update is written with the document's own key";
+    : document_(document), bytes_(bytes), headerOffset_(pdfHeaderOffset(bytes)) {
+    // Loaded as a plain document: the update is written here, not by PoDoFo, whose own update
+    // writer refuses encrypted files, copies objects of object streams again, and ends every
+    // update in a classic table without /Prev.
     try {
         loadPdfFromBuffer(document, bytes, false);
     } catch (const PdfError& error) {
         if (error.GetError() == ePdfError_InvalidPassword) throw PdfUpdateRefused(kPasswordRefusal);
         throw;
     }
-    if (document.GetEncrypt() == nullptr) PODOFO_RAISE_ERROR_INFO(ePdfError_InternalLogic, "encryption lost on load");
-    encrypt_.reset(PdfEncrypt::CreatePdfEncrypt(*document.GetEncrypt()));
+    if (document.GetEncrypt() != nullptr) {
+        VLOG_VERBOSE << "Encrypted PDF: the update is written with the document's own key";
+        encrypt_.reset(PdfEncrypt::CreatePdfEncrypt(*document.GetEncrypt()));
+    }
 
-    // PoDoFo drops the encryption dictionary and any object or cross-reference streams while it
-    // loads and would hand their numbers to new objects; in the file they are still in use.
-    const_cast<PdfVecObjects&>(document.GetObjects()).SetCanReuseObjectNumbers(false);
+    // A new object takes a number no revision of the file has used: PoDoFo drops the encryption
+    // dictionary and the object and cross-reference streams while it loads and would hand their
+    // numbers, and those the file lists as free, to new objects.
+    auto& objects = const_cast<PdfVecObjects&>(document.GetObjects());
+    objects.SetCanReuseObjectNumbers(false);
     const PdfObject* size = document.GetTrailer()->GetDictionary().GetKey(PdfName::KeySize);
-    originalSize_ =
-        static_cast<pdf_objnum>(std::max<pdf_int64>(size != nullptr && size->IsNumber() ? size->GetNumber() : 0,
-                                                    static_cast<pdf_int64>(document.GetObjects().GetObjectCount())));
+    originalSize_ = static_cast<pdf_objnum>(std::max<pdf_int64>(
+        size != nullptr && size->IsNumber() ? size->GetNumber() : 0, static_cast<pdf_int64>(objects.GetObjectCount())));
+    if (originalSize_ > 0) objects.SetObjectCount(PdfReference(originalSize_ - 1, 0));
 }
 
 PdfIncrementalUpdate::~PdfIncrementalUpdate() = default;
@@ -159,45 +176,85 @@ std::string PdfIncrementalUpdate::refusalToSign() const {
     return {};
 }
 
-void PdfIncrementalUpdate::write(PdfOutputDevice& device) {
-    if (encrypt_)
-        writeEncryptedUpdate(device);
-    else
-        document_.WriteUpdate(&device, true);
+bool PdfIncrementalUpdate::isWritten(const PdfObject& object) const {
+    return object.IsDirty() || object.Reference().ObjectNumber() >= originalSize_;
 }
 
-void PdfIncrementalUpdate::writeEncryptedUpdate(PdfOutputDevice& device) {
-    const auto [previous, previousIsStream] = lastCrossReference(bytes_);
+std::string PdfIncrementalUpdate::refusalOfDamage() const {
+    // A number within the file's that PoDoFo could not load: its entry points at another object
+    // or at no object at all. (PoDoFo lists such numbers as free, so its free list cannot tell
+    // them from numbers the file itself frees; a reference to one of those, in an object the
+    // update changes, is refused too.)
+    const PdfVecObjects& objects = document_.GetObjects();
+    const auto unreadable = [&](const PdfReference& reference) {
+        return reference.ObjectNumber() < originalSize_ && objects.GetObject(reference) == nullptr;
+    };
+    for (const PdfObject* object : objects) {
+        if (!isWritten(*object)) continue;
+        if (const PdfReference* broken = findReference(*object, unreadable)) {
+            VLOG_ERROR << "The update would refer to object " << broken->ToString() << ", which does not read";
+            return "tr{The PDF is damaged: objects it refers to cannot be read}";
+        }
+    }
+    return {};
+}
+
+void PdfIncrementalUpdate::write(PdfOutputDevice& device) {
+    const auto [previous, previousIsStream] = lastCrossReference(bytes_, headerOffset_);
     // Font subsets are cut when the document is written; PoDoFo's own writers do this first too.
     document_.EmbedSubsetFonts();
     device.Write(bytes_.data(), bytes_.size());
     if (!bytes_.empty() && bytes_.back() != '\n' && bytes_.back() != '\r') put(device, "\n");
+    // Offsets count from the "%PDF-" header, as the file's own do when something precedes it.
+    const auto offset = [&] { return device.Tell() - headerOffset_; };
 
     const EPdfWriteMode mode = document_.GetWriteMode();
-    const bool metadataEncrypted = encrypt_->IsMetadataEncrypted();
+    const bool metadataEncrypted = !encrypt_ || encrypt_->IsMetadataEncrypted();
+    const PdfObject* trailerInfo = document_.GetTrailer()->GetDictionary().GetKey("Info");
+    PdfObject* info = trailerInfo != nullptr && trailerInfo->IsReference()
+                          ? document_.GetObjects().GetObject(trailerInfo->GetReference())
+                          : nullptr;
+    if (info != nullptr && info->HasStream()) info = nullptr;
     std::vector<XrefEntry> entries;
     pdf_objnum size = originalSize_;
-    for (PdfObject* object : document_.GetObjects()) {
-        const PdfReference& reference = object->Reference();
-        if (!object->IsDirty() && reference.ObjectNumber() < originalSize_) continue;
-        entries.push_back({reference.ObjectNumber(), reference.GenerationNumber(), device.Tell()});
+    const auto writeObject = [&](PdfObject& object, const PdfReference& reference) {
+        entries.push_back({reference.ObjectNumber(), reference.GenerationNumber(), offset()});
         size = std::max(size, reference.ObjectNumber() + 1);
         // Metadata streams stay readable when the file says so (/EncryptMetadata false).
-        const bool plain = !metadataEncrypted && object->IsDictionary() &&
-                           object->GetDictionary().GetKey(PdfName::KeyType) != nullptr &&
-                           object->GetDictionary().GetKey(PdfName::KeyType)->IsName() &&
-                           object->GetDictionary().GetKey(PdfName::KeyType)->GetName() == PdfName("Metadata");
-        encrypt_->SetCurrentReference(reference);
-        object->WriteObject(&device, mode, plain ? nullptr : encrypt_.get());
+        const PdfObject* type = object.IsDictionary() ? object.GetDictionary().GetKey(PdfName::KeyType) : nullptr;
+        const bool plain = !metadataEncrypted && type != nullptr && type->IsName() && type->GetName() == "Metadata";
+        if (encrypt_) encrypt_->SetCurrentReference(reference);
+        if (reference == object.Reference()) {
+            object.WriteObject(&device, mode, plain ? nullptr : encrypt_.get());
+            return;
+        }
+        put(device,
+            std::to_string(reference.ObjectNumber()) + " " + std::to_string(reference.GenerationNumber()) + " obj\n");
+        object.Write(&device, mode, encrypt_.get(), PdfName::KeyNull);
+        put(device, "\nendobj\n");
+    };
+    for (PdfObject* object : document_.GetObjects()) {
+        if (object == info || !isWritten(*object)) continue;
+        writeObject(*object, object->Reference());
+    }
+    // PoDoFo changes the document information on loading, and makes one where the file has none,
+    // under a number it may take from the file's free or dropped objects. It is written under a
+    // number of its own: its old one may still name another object, the encryption dictionary
+    // for one.
+    PdfDictionary trailer = updateTrailer(*document_.GetTrailer(), size, previous);
+    if (info != nullptr && isWritten(*info)) {
+        const PdfReference fresh(size, 0);
+        writeObject(*info, fresh);
+        trailer.AddKey("Info", fresh);
+        trailer.AddKey(PdfName::KeySize, static_cast<pdf_int64>(size));
     }
     std::sort(entries.begin(), entries.end(),
               [](const XrefEntry& a, const XrefEntry& b) { return a.number < b.number; });
-    VLOG_VERBOSE << "Encrypted update: " << entries.size() << " objects";
+    VLOG_VERBOSE << "Incremental update: " << entries.size() << " objects";
 
-    PdfDictionary trailer = updateTrailer(*document_.GetTrailer(), size, previous);
-    const size_t xrefOffset = device.Tell();
+    const size_t xrefOffset = offset();
     if (previousIsStream) {
-        writeXrefStream(device, entries, trailer, mode);
+        writeXrefStream(device, entries, trailer, mode, headerOffset_);
     } else {
         writeXrefTable(device, entries);
         put(device, "trailer\n");

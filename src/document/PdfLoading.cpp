@@ -2,12 +2,14 @@
 
 #include "document/PdfCiphers.h"
 #include "document/PdfNesting.h"
+#include "document/PdfSignatureProbe.h"
 #include "document/Win1251Encoding.h"
 
 #include <boost/iostreams/device/array.hpp>
 #include <boost/iostreams/stream.hpp>
 #include <boost/utility/base_from_member.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <string_view>
@@ -59,6 +61,14 @@ void preparePdfLibrary() {
     });
 }
 
+size_t pdfHeaderOffset(const std::vector<char>& bytes) {
+    constexpr size_t kHeaderReach = 1024;
+    const std::string_view start(bytes.data(), std::min(bytes.size(), kHeaderReach));
+    const size_t header = start.find("%PDF-");
+    if (header == std::string_view::npos || (header > 0 && isSignatureMessage(bytes))) return 0;
+    return header;
+}
+
 void loadPdfFromBuffer(PdfMemDocument& document, const std::vector<char>& bytes, bool forUpdate) {
     preparePdfLibrary();
     if (!pdfNestingWithin(bytes.data(), bytes.size()))
@@ -68,7 +78,9 @@ void loadPdfFromBuffer(PdfMemDocument& document, const std::vector<char>& bytes,
         enableLegacyPdfCiphers();
     if (bytes.empty()) PODOFO_RAISE_ERROR(ePdfError_InvalidHandle);
     // PoDoFo takes the device over; it reads the bytes for as long as the document lives.
-    const PdfRefCountedInputDevice device(std::make_unique<BorrowedBytesDevice>(bytes.data(), bytes.size()).release());
+    const size_t header = pdfHeaderOffset(bytes);
+    const PdfRefCountedInputDevice device(
+        std::make_unique<BorrowedBytesDevice>(bytes.data() + header, bytes.size() - header).release());
     document.LoadFromDevice(device, forUpdate);
 }
 

@@ -21,4 +21,16 @@ PdfContentKind pdfContentKind(const std::vector<char>& bytes, std::string& loadE
     return PdfContentKind::NotPdf;
 }
 
+bool isSignatureMessage(const std::vector<char>& bytes) {
+    if (bytes.size() < 2 || bytes[0] != 0x30) return false;
+    const auto lengthByte = static_cast<unsigned char>(bytes[1]);
+    if (lengthByte == 0x80) return true;
+    if (lengthByte < 0x80) return bytes.size() == 2u + lengthByte;
+    const size_t lengthBytes = lengthByte & 0x7fu;
+    if (lengthBytes > 4 || bytes.size() < 2 + lengthBytes) return false;
+    size_t length = 0;
+    for (size_t i = 0; i < lengthBytes; ++i) length = (length << 8) | static_cast<unsigned char>(bytes[2 + i]);
+    return bytes.size() == 2 + lengthBytes + length;
+}
+
 }  // namespace Vesk::Crypto

@@ -15,4 +15,8 @@ enum class PdfContentKind {
 // Never throws; for NotPdf the loader's message goes to `loadError`.
 PdfContentKind pdfContentKind(const std::vector<char>& bytes, std::string& loadError);
 
+// A DER SEQUENCE that spans the whole buffer (or a BER one of indefinite length): the shape of a
+// signature message, which may carry a whole PDF, header and all, as its content.
+bool isSignatureMessage(const std::vector<char>& bytes);
+
 }  // namespace Vesk::Crypto

@@ -43,7 +43,7 @@ RequestApiResultPtr stampPdfBytes(std::vector<char>& pdf, const SignOptions& opt
         const auto update = openForUpdate(document, pdf, result);
         if (!update || !permitted(update->refusalToStamp(), result)) return;
         result = stampPdfDocument(document, options, internal);
-        if (!result->success) return;
+        if (!result->success || !permitted(update->refusalOfDamage(), result)) return;
         PdfRefCountedBuffer buffer;
         PdfOutputDevice output(&buffer);
         if (!runWatermarkStep(result, [&] { update->write(output); })) return;
