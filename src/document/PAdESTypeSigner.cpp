@@ -2,6 +2,7 @@
 
 #include "common/FileTools.h"
 #include "common/Logging.h"
+#include "document/PdfFormAppearances.h"
 #include "document/PdfIncrementalUpdate.h"
 #include "document/PdfLoading.h"
 #include "document/PdfPages.h"
@@ -48,7 +49,8 @@ RequestApiResultPtr checkExistingSignatures(const std::shared_ptr<IVerify>& veri
     return result;
 }
 
-// The signature form flags: SigFlags exactly 2, NeedAppearances not true.
+// The signature form flags: SigFlags exactly 2, NeedAppearances not true (the fields' appearances
+// are drawn before).
 // compat: SigFlags is set to 2 exactly, not or-ed into what the form had.
 void setFormFlags(PdfAcroForm& form) {
     PdfDictionary& dictionary = form.GetObject()->GetDictionary();
@@ -102,11 +104,13 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
     if (document->GetPageCount() == 0) return fail(result, noPagesMessage(options.file));
 
     const bool fieldAdded = runWatermarkStep(result, [&] {
-        PdfAcroForm* form = document->GetAcroForm(true, ePdfAcroFormDefaultAppearance_BlackText12pt);
-        if (form == nullptr)
+        PdfAcroForm* form = formForSigning(*document);
+        if (form == nullptr) {
             VLOG_ERROR << "Error, AcroForm is null";
-        else
+        } else {
+            drawFieldAppearances(*document, *form);
             setFormFlags(*form);
+        }
 
         if (!watermarkRequested(options)) {
             addSignatureField(*document, document->GetPage(0), PdfRect(0, 0, 0, 0), signDevice, options);
@@ -114,9 +118,11 @@ RequestApiResultPtr PAdESTypeSigner::signUnguarded(const SignOptions& options, I
         }
         // A stamp on every page still makes one signature: the field goes with the first
         // stamp, since each further field would reserve a second signature hole.
-        const auto pages = selectedPages(*document, options.watermark.page);
-        for (size_t i = 0; i < pages.size(); ++i)
-            drawWatermark(pages[i], *document, i == 0 ? &signDevice : nullptr, options);
+        bool first = true;
+        forSelectedPages(*document, options.watermark.page, [&](PdfPage* page) {
+            drawWatermark(page, *document, first ? &signDevice : nullptr, options);
+            first = false;
+        });
     });
     if (!fieldAdded || !permitted(update->refusalOfDamage(), result)) return result;
 

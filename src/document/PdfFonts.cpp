@@ -1,12 +1,16 @@
 #include "document/PdfFonts.h"
 
 #include "common/Logging.h"
+#include "document/Win1251Encoding.h"
 
 #include <fontconfig/fontconfig.h>
 
 #include <cctype>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <set>
+#include <tuple>
 
 namespace Vesk::Crypto {
 namespace {
@@ -54,6 +58,9 @@ bool familyIsKnown(FcPattern* request, FcPattern* match) {
     return false;
 }
 
+// The TrueType file fontconfig matches to the family; called with the lookup lock held.
+std::string matchFontFile(const std::string& name, bool bold, bool italic);
+
 }  // namespace
 
 // PoDoFo's own lookup (PdfFontCache::GetFontConfigFontPath) skips the configuration's alias
@@ -61,6 +68,19 @@ bool familyIsKnown(FcPattern* request, FcPattern* match) {
 // on the configuration of PoDoFo's fontconfig wrapper.
 std::string findFontFile(const std::string& name, bool bold, bool italic) {
     const std::lock_guard<std::mutex> lock(fontConfigMutex());
+    // A stamp on every page asks for the same faces on every page; fontconfig's matching is slow.
+    static std::map<std::tuple<std::string, bool, bool>, std::string> found;
+    const auto key = std::make_tuple(name, bold, italic);
+    if (const auto known = found.find(key); known != found.end()) return known->second;
+    if (found.size() > 256) found.clear();
+    std::string file = matchFontFile(name, bold, italic);
+    found.emplace(key, file);
+    return file;
+}
+
+namespace {
+
+std::string matchFontFile(const std::string& name, bool bold, bool italic) {
     auto* config = static_cast<FcConfig*>(fontConfig().GetFontConfig());
     if (config == nullptr) return {};
 
@@ -82,6 +102,8 @@ std::string findFontFile(const std::string& name, bool bold, bool italic) {
     if (FcPatternGetString(match.get(), FC_FILE, 0, &file) != FcResultMatch) return {};
     return reinterpret_cast<const char*>(file);
 }
+
+}  // namespace
 
 PoDoFo::PdfFont* createFallbackFont(PoDoFo::PdfMemDocument& document, const PoDoFo::PdfEncoding* encoding) {
     VLOG_VERBOSE << "[F] createFallbackFont";
@@ -108,6 +130,29 @@ PoDoFo::PdfFont* createFont(PoDoFo::PdfMemDocument& document, const std::string&
         VLOG_ERROR << "Unknown error in create font function.";
     }
     return nullptr;
+}
+
+// Both sides are compared as PoDoFo gives them: big-endian UTF-16 units.
+bool encodes(const PoDoFo::PdfEncoding* encoding, const PoDoFo::PdfString& text) {
+    std::set<PoDoFo::pdf_utf16be> codes;
+    for (int i = encoding->GetFirstChar(); i <= encoding->GetLastChar(); ++i) codes.insert(encoding->GetCharCode(i));
+    const PoDoFo::PdfString unicode = text.ToUnicode();
+    const PoDoFo::pdf_utf16be* chars = unicode.GetUnicode();
+    for (PoDoFo::pdf_long i = 0; i < unicode.GetUnicodeLength(); ++i) {
+        if (codes.count(chars[i]) == 0) return false;
+    }
+    return true;
+}
+
+PoDoFo::PdfFont* createFontFor(PoDoFo::PdfMemDocument& document, const std::string& name, bool bold, bool italic,
+                               const PoDoFo::PdfString& text) {
+    PoDoFo::PdfFont* font =
+        createFont(document, name, bold, italic, PoDoFo::PdfEncodingFactory::GlobalIdentityEncodingInstance());
+    if (font == nullptr || !font->GetEncoding()->IsSingleByteEncoding()) return font;
+    if (encodes(font->GetEncoding(), text) || !encodes(Win1251Encoding::instance(), text)) return font;
+    VLOG_DEBUG << "Fallback font with the Windows-1251 encoding for '" << text.GetStringUtf8() << "'";
+    PoDoFo::PdfFont* cyrillic = createFallbackFont(document, Win1251Encoding::instance());
+    return cyrillic != nullptr ? cyrillic : font;
 }
 
 }  // namespace Vesk::Crypto

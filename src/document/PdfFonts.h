@@ -20,6 +20,14 @@ PoDoFo::PdfFont* createFont(PoDoFo::PdfMemDocument& document, const std::string&
 // PdfError passes through.
 PoDoFo::PdfFont* createFallbackFont(PoDoFo::PdfMemDocument& document, const PoDoFo::PdfEncoding* encoding);
 
+// True when every character of the text has a code in the one-byte encoding.
+bool encodes(const PoDoFo::PdfEncoding* encoding, const PoDoFo::PdfString& text);
+
+// createFont with PoDoFo's identity encoding, for this text. The fallback font speaks WinAnsi,
+// which has no Cyrillic; text that needs it gets the fallback font with the Windows-1251 encoding.
+PoDoFo::PdfFont* createFontFor(PoDoFo::PdfMemDocument& document, const std::string& name, bool bold, bool italic,
+                               const PoDoFo::PdfString& text);
+
 // The TrueType file fontconfig offers for the family, or empty when fontconfig does not know the
 // family (its answer is then only its default face) or offers no TrueType file for it.
 std::string findFontFile(const std::string& name, bool bold, bool italic);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,7 +20,8 @@ namespace {
 // PoDoFo parses an object wherever the cross-reference data points, also inside what the scan
 // below skips (a stream body, a comment, a string), and reads a dictionary inside a dictionary by
 // recursion without a bound (arrays it bounds itself). So "<<" and ">>" are also counted over
-// every byte, as if nothing were skipped. The margin keeps binary stream data from failing this
+// every byte, as if nothing were skipped, but for stream data that no parse can start in (see
+// dictionaryMarksWithin). The margin keeps binary stream data from failing this
 // count by chance: random bytes hold one "<<" or ">>" in 32 KiB, and a random walk of such steps
 // reaches a depth of 384 only over about a gigabyte.
 constexpr size_t kDictionaryMarkMargin = 128;
@@ -37,14 +39,37 @@ bool isRegular(char c) { return !isWhite(c) && !isDelimiter(c); }
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-bool dictionaryMarksWithin(const char* data, size_t size, size_t limit) {
+// A stream body whose /Length ends it right before "endstream".
+struct Span {
+    size_t begin;
+    size_t end;
+};
+
+// Counts "<<" and ">>" over every byte, except the first part of each honestly delimited stream
+// body (`skipped`, in file order): PoDoFo starts parsing only at an object ("N G obj"), a trailer or
+// a cross-reference section, and a parse started outside the body never reads into it (the stream
+// keyword hands the body to /Length). So within a body only the bytes from its first "obj",
+// "trailer" or "xref" on can be parsed; image data with many "<<" and none of these is skipped.
+bool dictionaryMarksWithin(const char* data, size_t size, size_t limit, const std::vector<Span>& skipped = {}) {
     size_t depth = 0;
-    for (size_t i = 0; i + 1 < size; ++i) {
+    auto next = skipped.begin();
+    for (size_t i = 0; i + 1 < size;) {
+        if (next != skipped.end() && i >= next->begin) {
+            const std::string_view body(data + next->begin, next->end - next->begin);
+            size_t parsable = body.size();
+            for (const std::string_view start : {"obj", "trailer", "xref"})
+                parsable = std::min(parsable, body.find(start));
+            i = std::max(i, next->begin + parsable);
+            ++next;
+            continue;
+        }
         if (data[i] == '<' && data[i + 1] == '<') {
             if (++depth > limit) return false;
-            ++i;
+            i += 2;
         } else if (data[i] == '>' && data[i + 1] == '>') {
             if (depth > 0) --depth;
+            i += 2;
+        } else {
             ++i;
         }
     }
@@ -69,6 +94,46 @@ struct ObjectStart {
 };
 
 constexpr size_t kNone = static_cast<size_t>(-1);
+
+using ObjectKey = std::pair<uint64_t, uint64_t>;
+
+// The objects of the file that are a plain non-negative integer ("N G obj 1234 endobj"), the last
+// one of each number and generation winning, as in an update: the values an indirect /Length names.
+std::map<ObjectKey, uint64_t> integerObjects(std::string_view file) {
+    const auto digitsBefore = [&](size_t end, size_t& start) {
+        start = end;
+        while (start > 0 && end - start < 16 && isDigit(file[start - 1])) --start;
+        return start < end && (start == 0 || !isRegular(file[start - 1]));
+    };
+    const auto whiteBefore = [&](size_t end) {
+        size_t start = end;
+        while (start > 0 && end - start < 64 && isWhite(file[start - 1])) --start;
+        return start < end ? start : kNone;
+    };
+    std::map<ObjectKey, uint64_t> values;
+    for (size_t at = file.find("obj"); at != std::string_view::npos; at = file.find("obj", at + 3)) {
+        size_t generation = 0, number = 0;
+        const size_t gap = whiteBefore(at);
+        if (gap == kNone || !digitsBefore(gap, generation)) continue;
+        const size_t gap2 = whiteBefore(generation);
+        if (gap2 == kNone || !digitsBefore(gap2, number)) continue;
+        size_t value = at + 3;
+        if (value >= file.size() || !isWhite(file[value])) continue;
+        while (value < file.size() && isWhite(file[value])) ++value;
+        size_t valueEnd = value;
+        while (valueEnd < file.size() && valueEnd - value < 16 && isDigit(file[valueEnd])) ++valueEnd;
+        size_t after = valueEnd;
+        while (after < file.size() && isWhite(file[after])) ++after;
+        if (valueEnd == value || after == valueEnd || file.substr(after, 6) != "endobj") continue;
+        const auto parse = [&](size_t from, size_t to) {
+            uint64_t n = 0;
+            for (size_t i = from; i < to; ++i) n = n * 10 + static_cast<uint64_t>(file[i] - '0');
+            return n;
+        };
+        values[{parse(number, gap2), parse(generation, gap)}] = parse(value, valueEnd);
+    }
+    return values;
+}
 
 class NestingScan {
 public:
@@ -128,6 +193,8 @@ public:
     }
 
     const std::vector<ObjectStream>& objectStreams() const { return objectStreams_; }
+    // The stream bodies that their /Length ends right before "endstream", in file order.
+    const std::vector<Span>& delimitedBodies() const { return delimitedBodies_; }
     // The offset of the last trailer dictionary (or cross-reference stream dictionary) with an
     // /Encrypt key; kNone in a file that is not encrypted.
     size_t encryptingTrailer() const { return encryptingTrailer_; }
@@ -212,13 +279,28 @@ private:
         if (numberEnd == number || numberEnd - number > 15 || isRegular(at(numberEnd))) return;
         const size_t generation = skipWhite(numberEnd);
         const size_t generationEnd = digitsEnd(generation);
-        if (generationEnd > generation && !isRegular(at(generationEnd))) {
+        const auto value = [&](size_t from, size_t to) {
+            uint64_t n = 0;
+            for (size_t i = from; i < to; ++i) n = n * 10 + static_cast<uint64_t>(data_[i] - '0');
+            return n;
+        };
+        if (generationEnd > generation && generationEnd - generation <= 15 && !isRegular(at(generationEnd))) {
             const size_t r = skipWhite(generationEnd);
-            if (at(r) == 'R' && !isRegular(at(r + 1))) return;
+            if (at(r) == 'R' && !isRegular(at(r + 1))) {
+                resolveLength({value(number, numberEnd), value(generation, generationEnd)});
+                return;
+            }
         }
-        uint64_t length = 0;
-        for (size_t i = number; i < numberEnd; ++i) length = length * 10 + static_cast<uint64_t>(data_[i] - '0');
-        length_ = length;
+        length_ = value(number, numberEnd);
+        hasLength_ = true;
+    }
+
+    // An indirect /Length, when the file holds its value as a plain integer object.
+    void resolveLength(const ObjectKey& reference) {
+        if (!integers_) integers_ = integerObjects(std::string_view(data_, size_));
+        const auto found = integers_->find(reference);
+        if (found == integers_->end()) return;
+        length_ = found->second;
         hasLength_ = true;
     }
 
@@ -273,6 +355,7 @@ private:
             const size_t after = skipWhite(body + static_cast<size_t>(length_));
             if (std::string_view(data_ + after, std::min(kEndStream.size(), size_ - after)) == kEndStream) {
                 pos_ = after;
+                if (!inObjectStream_) delimitedBodies_.push_back({body, body + static_cast<size_t>(length_)});
                 return;
             }
         }
@@ -344,6 +427,8 @@ private:
     bool flate_ = false;
     bool otherCoding_ = false;
     std::vector<ObjectStream> objectStreams_;
+    std::vector<Span> delimitedBodies_;
+    std::optional<std::map<ObjectKey, uint64_t>> integers_;
     std::vector<ObjectStart> objects_;
     ObjectStart numbers_[2] = {};
     size_t numberCount_ = 0;
@@ -360,9 +445,9 @@ private:
 
 bool pdfNestingWithin(const char* data, size_t size, size_t limit) {
     if (data == nullptr) return true;
-    if (!dictionaryMarksWithin(data, size, limit + kDictionaryMarkMargin)) return false;
     NestingScan scan(data, size, limit);
     if (!scan.run()) return false;
+    if (!dictionaryMarksWithin(data, size, limit + kDictionaryMarkMargin, scan.delimitedBodies())) return false;
     if (scan.objectStreams().empty()) return true;
 
     // The file's own objects passed: PoDoFo may now read its trailer and encryption dictionary.

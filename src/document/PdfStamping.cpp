@@ -18,8 +18,8 @@ RequestApiResultPtr stampPdfDocument(PdfMemDocument& document, const SignOptions
     const bool stamped = runWatermarkStep(result, [&] {
         noPages = document.GetPageCount() == 0;
         if (noPages || !watermarkRequested(options)) return;
-        for (PdfPage* page : selectedPages(document, options.watermark.page))
-            drawWatermark(page, document, nullptr, options);
+        forSelectedPages(document, options.watermark.page,
+                         [&](PdfPage* page) { drawWatermark(page, document, nullptr, options); });
     });
     if (!stamped) return result;
     if (noPages) return fail(result, noPagesMessage(options.file));

@@ -17,14 +17,11 @@ std::string noPagesMessage(const std::filesystem::path& file) {
     return "tr{File} " + file.string() + " tr{not contains pages}";
 }
 
-std::vector<PdfPage*> selectedPages(PdfMemDocument& document, int selector) {
-    std::vector<PdfPage*> pages;
-    if (selector == kEveryPage) {
-        for (int i = 0; i < document.GetPageCount(); ++i) pages.push_back(document.GetPage(i));
-    } else {
-        pages.push_back(document.GetPage(selector == kLastPage ? document.GetPageCount() - 1 : selector));
-    }
-    return pages;
+void forSelectedPages(PdfMemDocument& document, int selector, const std::function<void(PdfPage*)>& visit) {
+    if (selector == kEveryPage)
+        forEachPage(document, [&](PdfPage& page) { visit(&page); });
+    else
+        visit(document.GetPage(selector == kLastPage ? document.GetPageCount() - 1 : selector));
 }
 
 std::unique_ptr<PdfIncrementalUpdate> openForUpdate(PdfMemDocument& document, const std::vector<char>& pdf,

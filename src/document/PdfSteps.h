@@ -11,6 +11,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -27,8 +28,10 @@ RequestApiResultPtr fail(RequestApiResultPtr result, const std::string& message)
 // Logs that the PDF has no pages; the message of that failure.
 std::string noPagesMessage(const std::filesystem::path& file);
 
-// The pages a watermark selector names; PdfError for an index the document does not have.
-std::vector<PoDoFo::PdfPage*> selectedPages(PoDoFo::PdfMemDocument& document, int selector);
+// Calls `visit` with each page a watermark selector names, in order (every page in one walk of the
+// page tree); a null page for an index the document does not have.
+void forSelectedPages(PoDoFo::PdfMemDocument& document, int selector,
+                      const std::function<void(PoDoFo::PdfPage*)>& visit);
 
 // The texts of one kind of PDF step's failure: "tr{CONTEXT:} what" for PoDoFo's and standard
 // errors; anything else gets the unknown texts, or passes on when there are none.

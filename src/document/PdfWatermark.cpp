@@ -5,11 +5,9 @@
 #include "document/PdfShownPage.h"
 #include "document/PdfSignatureFields.h"
 #include "document/PdfStampCanvas.h"
-#include "document/Win1251Encoding.h"
 
 #include <algorithm>
 #include <cmath>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -74,31 +72,6 @@ void measure(PreparedLine& line, double boxWidth) {
     line.tooWide = line.width > boxWidth;
 }
 
-// True when every character of the text has a code in the one-byte encoding. Both sides are
-// compared as PoDoFo gives them: big-endian UTF-16 units.
-bool encodes(const PdfEncoding* encoding, const PdfString& text) {
-    std::set<pdf_utf16be> codes;
-    for (int i = encoding->GetFirstChar(); i <= encoding->GetLastChar(); ++i) codes.insert(encoding->GetCharCode(i));
-    const PdfString unicode = text.ToUnicode();
-    const pdf_utf16be* chars = unicode.GetUnicode();
-    for (pdf_long i = 0; i < unicode.GetUnicodeLength(); ++i) {
-        if (codes.count(chars[i]) == 0) return false;
-    }
-    return true;
-}
-
-// The font of one line. The fallback font speaks WinAnsi, which has no Cyrillic; a line that
-// needs it gets the fallback font with the Windows-1251 encoding instead.
-PdfFont* fontFor(PdfMemDocument& document, const WatermarkOptions::WatermarkStrings& source, const PdfString& text) {
-    PdfFont* font = createFont(document, source.font, source.bold, source.italic,
-                               PdfEncodingFactory::GlobalIdentityEncodingInstance());
-    if (font == nullptr || !font->GetEncoding()->IsSingleByteEncoding()) return font;
-    if (encodes(font->GetEncoding(), text) || !encodes(Win1251Encoding::instance(), text)) return font;
-    VLOG_DEBUG << "Fallback font with the Windows-1251 encoding for '" << source.text << "'";
-    PdfFont* cyrillic = createFallbackFont(document, Win1251Encoding::instance());
-    return cyrillic != nullptr ? cyrillic : font;
-}
-
 // Finishes the painter's page on every way out, so that the painter never dies with a page open.
 class PageGuard {
 public:
@@ -155,7 +128,7 @@ void drawWatermark(PdfPage* page, PdfMemDocument& document, PdfSignOutputDevice*
     double totalHeight = 0;
     for (const auto& source : watermark.strings) {
         const PdfString text = pdfText(source.text);
-        PdfFont* font = fontFor(document, source, text);
+        PdfFont* font = createFontFor(document, source.font, source.bold, source.italic, text);
         if (font == nullptr) {
             VLOG_ERROR << "drawWatermark: error create font '" << source.font << "' bold:" << source.bold
                        << " italic: " << source.italic;

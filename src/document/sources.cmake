@@ -3,6 +3,7 @@ target_sources(vesk_core PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PAdESTypeSigner.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfCiphers.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfFonts.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PdfFormAppearances.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfIncrementalUpdate.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfShownPage.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PdfNesting.cpp

@@ -38,6 +38,7 @@ std::vector<CorpusPdf> makeCorpus(const fs::path& dir, bool libreOffice) {
         {"reportlab", dir / "reportlab.pdf"},
         {"cairo", dir / "cairo.pdf"},
         {"img2pdf: a photo", dir / "img2pdf.pdf"},
+        {"mutool: a page tree two levels deep, /Rotate 90 inherited", dir / "mutool-nested.pdf"},
         {"groff -Tpdf", dir / "groff.pdf"}};
     if (libreOffice) corpus.push_back({"LibreOffice: tagged PDF/A-2b", dir / "libreoffice-pdfa.pdf"});
     return corpus;

@@ -118,6 +118,13 @@ protected:
         EXPECT_EQ(runCommand("fix-qdf " + q(qdf) + " > " + q(out)).exitCode, 0);
         return out;
     }
+    // A file of hidden-deep-object-pdf.py: LEVELS and MODE as that script says.
+    fs::path scriptedPdf(int levels, const std::string& mode) {
+        const fs::path pdf = dir / (mode + std::to_string(levels) + ".pdf");
+        produce("python3 " + q(VESK_E2E_DIR "/hidden-deep-object-pdf.py") + " " + std::to_string(levels) + " " + mode +
+                " " + q(pdf));
+        return pdf;
+    }
     // Adds `entries` to the first page's dictionary.
     fs::path pdfWithPageEntries(const std::string& name, const std::string& entries) {
         return editedPdf(name, "  /Type /Page\n", "  " + entries + "\n  /Type /Page\n");
@@ -203,17 +210,26 @@ TEST_F(Hostile, DeeplyNestedPdfIsRefusedByEveryPath) {
 // levels), or at an offset inside a stream body or a comment. Each overflowed the stack. The files
 // are written by python3 (zlib for the Flate data); at 100 levels qpdf reads them.
 TEST_F(Hostile, DeepObjectsOutOfSightOfAByteScanAreRefused) {
-    const auto make = [&](int levels, const std::string& mode) {
-        const fs::path pdf = dir / (mode + std::to_string(levels) + ".pdf");
-        produce("python3 " + q(VESK_E2E_DIR "/hidden-deep-object-pdf.py") + " " + std::to_string(levels) + " " + mode +
-                " " + q(pdf));
-        return pdf;
-    };
     for (const std::string mode : {"flate", "plain", "stream", "comment"}) {
         SCOPED_TRACE(mode);
-        const fs::path fine = make(100, mode);
+        const fs::path fine = scriptedPdf(100, mode);
         expectQpdfClean(fine);
-        expectDeepRefusedAndFineSigned(make(20000, mode), fine);
+        expectDeepRefusedAndFineSigned(scriptedPdf(20000, mode), fine);
+    }
+}
+
+// Stream data is no object: a stream holding 600 "<<" and no ">>" (a compressed image may) was
+// refused as nested too deeply. Its /Length, direct or in an object of its own, skips it.
+TEST_F(Hostile, StreamDataFullOfDictionaryMarksIsSigned) {
+    for (const std::string mode : {"data", "data-indirect"}) {
+        SCOPED_TRACE(mode);
+        const fs::path pdf = scriptedPdf(600, mode);
+        expectQpdfClean(pdf);
+        const json answer = sign(pdf, dir / "signed.pdf", kPetrova);
+        EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
+        EXPECT_EQ(verify(dir / "signed.pdf")["data"][0]["Verifyed"], true);
+        judgeSignedPdf(pdf, dir / "signed.pdf", 1, stampOf(kWatermark));
+        fs::remove(dir / "signed.pdf");
     }
 }
 

@@ -120,7 +120,7 @@ TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
         const std::string before = readFile(input), after = readFile(output);
         ASSERT_TRUE(extends(after, before));
         EXPECT_EQ(readerComplaints(output), readerComplaints(input));
-        judgeSignedPdf(output, 1);
+        judgeSignedPdf(input, output, 1, stampOf(kStamp["watermark"]));
         EXPECT_TRUE(verified(output));
 
         const size_t start = before.rfind("startxref");
@@ -149,7 +149,7 @@ TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
             client.requestJson(signRequest(output.string(), cosigned.string(), "PAdES", kPetrova, {{"cosign", true}})),
             answerWith(cosigned));
         EXPECT_EQ(readerComplaints(cosigned), readerComplaints(input));
-        judgeSignedPdf(cosigned, 2);
+        judgeSignedPdf(output, cosigned, 2);
         EXPECT_EQ(trailerKey(cosigned, "Prev"),
                   "/Prev " + std::to_string(std::stol(after.substr(after.rfind("startxref") + 9))));
         EXPECT_EQ(trailerKey(cosigned, "Encrypt"), trailerKey(input, "Encrypt"));

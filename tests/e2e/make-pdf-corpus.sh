@@ -57,6 +57,14 @@ line '%%MediaBox 0 0 400 300' '%%Rotate 90' '0 0 1 rg 20 20 60 100 re f' > bare.
 mutool create -o mutool-page.pdf bare.txt
 page1 "delete('Resources')" > strip.js
 mutool run strip.js mutool-page.pdf mutool-bare.pdf
+# A page tree two levels deep: pages 1 and 2 under an inner node that they inherit /Rotate 90 from.
+line "var doc = new PDFDocument(scriptArgs[0]);" \
+  "var root = doc.getTrailer().get('Root').get('Pages'), kids = root.get('Kids');" \
+  "var node = doc.addObject({Type: doc.newName('Pages'), Parent: root, Kids: [kids.get(0), kids.get(1)], Count: 2," \
+  "  Rotate: 90});" \
+  "kids.get(0).put('Parent', node); kids.get(1).put('Parent', node);" \
+  "root.put('Kids', [node, kids.get(2)]);" "doc.save(scriptArgs[1]);" > nest.js
+mutool run nest.js gs-sizes.pdf mutool-nested.pdf
 
 $python - <<'PY'
 from reportlab.lib.pagesizes import A4

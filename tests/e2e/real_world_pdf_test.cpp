@@ -9,6 +9,7 @@
 #include <gtest/gtest-spi.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -33,10 +34,14 @@ struct Render {
     int at(int x, int y) const { return static_cast<unsigned char>(pixels[static_cast<size_t>(y) * width + x]); }
 };
 
-Render render(const fs::path& pdf, int page) {
+// By poppler, or by mupdf when `mupdf` is set.
+Render render(const fs::path& pdf, int page, bool mupdf = false) {
     const std::string n = std::to_string(page);
-    const std::string prefix = (pdf.parent_path() / (pdf.stem().string() + "-" + n)).string();
-    runCommand("pdftoppm -cropbox -r 72 -gray -singlefile -f " + n + " -l " + n + " " + q(pdf) + " " + q(prefix));
+    const std::string prefix = (pdf.parent_path() / (pdf.stem().string() + "-" + n + (mupdf ? "-mu" : ""))).string();
+    if (mupdf)
+        runCommand("mutool draw -r 72 -c gray -o " + q(prefix + ".pgm") + " " + q(pdf) + " " + n + " 2>/dev/null");
+    else
+        runCommand("pdftoppm -cropbox -r 72 -gray -singlefile -f " + n + " -l " + n + " " + q(pdf) + " " + q(prefix));
     const std::string pgm = readFile(prefix + ".pgm");
     Render r;
     int depth = 0, offset = 0;
@@ -285,6 +290,72 @@ doc.save(scriptArgs[1]);)JS");
         if (at != std::string::npos) names.push_back(line.substr(at + 22));
     }
     EXPECT_EQ(names, (std::vector<std::string>{field, field + "_1"})) << listing.str();
+}
+
+// Forms filled by a script keep /NeedAppearances true with stale appearances, or none, and each
+// viewer draws such fields its own way. Signing clears the flag (a viewer that redraws a signed
+// field changes what was signed), so the update draws every field from its value: the values read
+// in poppler and mupdf, a check box or radio button that is on looks on beside its twin that is
+// off, and nothing outside the fields and the stamp changes. A form without a default appearance
+// gets one, its font added to resources the form holds in an object of their own.
+TEST_F(RealWorldPdf, FilledFormShowsItsValuesOnceSigned) {
+    const json stamp = {
+        {"watermark",
+         {{"page", -1}, {"x", 5}, {"y", 90}, {"x2", 60}, {"y2", 98}, {"strings", {{{"text", "Signed by Ivanov"}}}}}}};
+    // The rectangles (in the script's order) of buttons that must show on, each beside one off.
+    const std::map<std::string, std::vector<std::pair<size_t, size_t>>> buttons = {
+        {"reportlab", {{4, 5}, {7, 6}}}, {"hand", {{10, 9}, {7, 9}}}, {"hand-bare", {{10, 9}, {7, 9}}}};
+    for (const auto& [kind, pairs] : buttons) {
+        SCOPED_TRACE(kind);
+        const fs::path form = dir / (kind + ".pdf"), out = dir / (kind + "-signed.pdf");
+        std::istringstream printed(
+            runCommand("/usr/bin/python3 " + q(VESK_E2E_DIR "/filled-form-pdf.py") + " " + kind + " " + q(form))
+                .output);
+        std::vector<std::string> values;
+        std::vector<std::array<double, 4>> rects;
+        for (std::string line; std::getline(printed, line);) {
+            std::array<double, 4> r{};
+            if (std::sscanf(line.c_str(), "rect %lf %lf %lf %lf", &r[0], &r[1], &r[2], &r[3]) == 4)
+                rects.push_back(r);
+            else
+                values.push_back(line);
+        }
+        ASSERT_FALSE(values.empty() || rects.empty());
+        ASSERT_TRUE(signs(form, out, kIvanov, stamp));
+        judgeSignedPdf(form, out, 1, stampOf(stamp["watermark"]));
+        const std::string popplerText = runCommand("pdftotext " + q(out) + " - 2>/dev/null").output;
+        const std::string mupdfText = runCommand("mutool draw -F txt " + q(out) + " 1 2>/dev/null").output;
+        for (const std::string& value : values) {
+            EXPECT_TRUE(has(popplerText, value)) << value << " not in poppler's text: " << popplerText;
+            EXPECT_TRUE(has(mupdfText, value)) << value << " not in mupdf's text: " << mupdfText;
+        }
+
+        for (const bool mupdf : {false, true}) {
+            SCOPED_TRACE(mupdf ? "mupdf" : "poppler");
+            const Render before = render(form, 1, mupdf), after = render(out, 1, mupdf);
+            ASSERT_TRUE(after.width == before.width && after.height == before.height && after.width > 0);
+            const auto inside = [&](const std::array<double, 4>& r, int x, int y, int margin) {
+                const double top = after.height - std::max(r[1], r[3]), bottom = after.height - std::min(r[1], r[3]);
+                return x >= std::min(r[0], r[2]) - margin && x <= std::max(r[0], r[2]) + margin && y >= top - margin &&
+                       y <= bottom + margin;
+            };
+            const auto ink = [&](const std::array<double, 4>& r) {
+                int dark = 0;
+                for (int y = 0; y < after.height; ++y)
+                    for (int x = 0; x < after.width; ++x) dark += inside(r, x, y, 0) && after.at(x, y) < 128;
+                return dark;
+            };
+            for (const auto& [on, off] : pairs) EXPECT_GT(ink(rects[on]), ink(rects[off]) + 20) << on << " vs " << off;
+            int changed = 0;
+            for (int y = 0; y < after.height * 85 / 100; ++y)
+                for (int x = 0; x < after.width; ++x) {
+                    const bool inField =
+                        std::any_of(rects.begin(), rects.end(), [&](const auto& r) { return inside(r, x, y, 2); });
+                    changed += !inField && before.at(x, y) != after.at(x, y);
+                }
+            EXPECT_EQ(changed, 0) << "pixels changed outside the fields and the stamp";
+        }
+    }
 }
 
 // A file damaged beyond PoDoFo's reading (objects shifted against the xref) is refused with the
