@@ -68,9 +68,37 @@ std::string pdfjsPage(const Reading& reading, int n) {
     return text;
 }
 
+// A form field's widget as pdf.js sees it on page `n`: its box in pixels, its type and its value.
+struct Widget {
+    int box[4] = {};
+    std::string type, value;
+    bool holds(int x, int y, int margin = 0) const {
+        return x >= box[0] - margin && x <= box[2] + margin && y >= box[1] - margin && y <= box[3] + margin;
+    }
+};
+std::vector<Widget> widgets(const Reading& reading, int n) {
+    std::vector<Widget> found;
+    std::istringstream out(reading.out("pdfjs"));
+    const std::string mark = "widget " + std::to_string(n) + ": ";
+    for (std::string line; std::getline(out, line);) {
+        Widget w;
+        char type[8] = {};
+        int end = 0;
+        if (line.rfind(mark, 0) == 0 && std::sscanf(line.c_str() + mark.size(), "%d %d %d %d %7s %n", &w.box[0],
+                                                    &w.box[1], &w.box[2], &w.box[3], type, &end) == 5) {
+            w.type = type;
+            w.value = line.substr(mark.size() + static_cast<size_t>(end));
+            found.push_back(w);
+        }
+    }
+    return found;
+}
+
 // The pixels of `after` that differ from `before` lie inside `box` (left, top, right, bottom in
-// pixels), and there are at least `ink` pixels darker than before inside it.
-void expectSameBut(const Render& before, const Render& after, const int box[4], int ink) {
+// pixels) or in the widgets `drawn` by the signer, and there are at least `ink` pixels darker
+// than before inside the box. A drawn text or choice field that has a value shows ink.
+void expectSameBut(const Render& before, const Render& after, const int box[4], int ink,
+                   const std::vector<Widget>& drawn) {
     ASSERT_GT(before.width, 0) << "the input's page did not render";
     ASSERT_EQ(after.width, before.width) << "the page renders at another size";
     ASSERT_EQ(after.height, before.height) << "the page renders at another size";
@@ -79,13 +107,25 @@ void expectSameBut(const Render& before, const Render& after, const int box[4], 
         for (int x = 0; x < after.width; ++x) {
             const int was = before.at(x, y), now = after.at(x, y);
             const bool in = x >= box[0] && x <= box[2] && y >= box[1] && y <= box[3];
-            if (!in && was != now && outside++ == 0) firstX = x, firstY = y;
+            const bool field =
+                std::any_of(drawn.begin(), drawn.end(), [&](const Widget& w) { return w.holds(x, y, 2); });
+            if (!in && !field && was != now && outside++ == 0) firstX = x, firstY = y;
             darker += in && now < was - 60;
         }
     EXPECT_EQ(outside, 0) << "pixels changed outside the stamp's box, the first at " << firstX << "," << firstY
                           << " of " << after.width << "x" << after.height;
     EXPECT_GE(darker, ink) << "no stamp in its box " << box[0] << "," << box[1] << " - " << box[2] << "," << box[3];
+    for (const Widget& w : drawn) {
+        if ((w.type != "Tx" && w.type != "Ch") || w.value == "\"\"" || w.value == "[]") continue;
+        int shown = 0;
+        for (int y = std::max(w.box[1] + 2, 0); y < std::min(w.box[3] - 1, after.height); ++y)
+            for (int x = std::max(w.box[0] + 2, 0); x < std::min(w.box[2] - 1, after.width); ++x)
+                shown += after.at(x, y) < 192;
+        EXPECT_GE(shown, 3) << "the field's value " << w.value << " does not show";
+    }
 }
+
+bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 int pageCount(const fs::path& pdf) {
     return std::atoi(runCommand("pdfinfo " + q(pdf) + " 2>/dev/null | sed -n 's/^Pages: *//p'").output.c_str());
@@ -121,6 +161,10 @@ void judgeWrittenPdf(const fs::path& input, const fs::path& pdf, const std::opti
     ASSERT_FALSE(original.empty()) << input;
     EXPECT_EQ(readFile(pdf).compare(0, original.size(), original), 0) << "the input's bytes are not its prefix";
 
+    // A form that asks viewers to draw its fields from their values (/NeedAppearances true) has
+    // them drawn by the signer instead: there they may look otherwise, but show their values.
+    const bool fieldsToDraw = has(runCommand("qpdf --json --json-key=acroform " + q(input) + " 2>/dev/null").output,
+                                  "\"needappearances\": true");
     const int pages = pageCount(input);
     ASSERT_GT(pages, 0) << input;
     std::string rendered;
@@ -169,7 +213,7 @@ void judgeWrittenPdf(const fs::path& input, const fs::path& pdf, const std::opti
             EXPECT_TRUE(pdfjsPage(after, page).find(expected) != std::string::npos || boxBelowZero(input, page))
                 << "pdf.js does not read the stamp \"" << stamp->text << "\": " << pdfjsPage(after, page);
         }
-        expectSameBut(was, now, box, stamped ? 10 : 0);
+        expectSameBut(was, now, box, stamped ? 10 : 0, fieldsToDraw ? widgets(before, page) : std::vector<Widget>{});
     }
 }
 

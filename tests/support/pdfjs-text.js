@@ -1,5 +1,7 @@
 // Opens a PDF with pdf.js (Debian's libjs-pdf) under node, as a browser's viewer does, and prints
-// the number of pages, then each page's text on a line "page N: TEXT". pdf.js's warnings go to
+// the number of pages, then each page's text on a line "page N: TEXT" and each of its form fields'
+// widgets on a line "widget N: LEFT TOP RIGHT BOTTOM TYPE VALUE", in pixels of the page shown at
+// 36 dpi and the value as JSON. pdf.js's warnings go to
 // standard error; a file it cannot open or a page it cannot read exits 1. Encrypted files are
 // opened with the empty user password, as viewers do without asking.
 'use strict';
@@ -19,6 +21,13 @@ console.log = (...args) => console.error(...args);
     const page = await doc.getPage(n);
     const content = await page.getTextContent();
     log(`page ${n}: ${content.items.map(item => item.str).join(' ').replace(/\s+/g, ' ')}`);
+    const viewport = page.getViewport({scale: 0.5});
+    for (const annotation of await page.getAnnotations()) {
+      if (annotation.subtype !== 'Widget') continue;
+      const [x0, y0, x1, y1] = viewport.convertToViewportRectangle(annotation.rect);
+      const box = [Math.min(x0, x1), Math.min(y0, y1), Math.max(x0, x1), Math.max(y0, y1)].map(Math.round);
+      log(`widget ${n}: ${box.join(' ')} ${annotation.fieldType} ${JSON.stringify(annotation.fieldValue || '')}`);
+    }
   }
   await doc.destroy();
 })().catch(error => {
