@@ -16,6 +16,7 @@ namespace fs = std::filesystem;
 namespace {
 
 const json kStamp = {{"watermark", {{"strings", {{{"text", "Подписано: <sign_date: 21.11.2026>"}}}}, {"page", -1}}}};
+const StampSeen kSeen = stampOf(kStamp["watermark"], "Подписано: 21.11.2026");
 
 // What poppler and mupdf say while they render and read every page, the file's name left out.
 std::string readerComplaints(const fs::path& pdf) {
@@ -120,7 +121,7 @@ TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
         const std::string before = readFile(input), after = readFile(output);
         ASSERT_TRUE(extends(after, before));
         EXPECT_EQ(readerComplaints(output), readerComplaints(input));
-        judgeSignedPdf(input, output, 1, stampOf(kStamp["watermark"], "Подписано: 21.11.2026"));
+        judgeSignedPdf(input, output, 1, kSeen);
         EXPECT_TRUE(verified(output));
 
         const size_t start = before.rfind("startxref");
@@ -165,9 +166,11 @@ TEST_F(IncrementalUpdate, StampBeforeADetachedSignatureKeepsTheEncryption) {
         fs::remove(input.string() + ".sgn");
         produce("qpdf --encrypt \"\" owner " + bits + " -- " + q(dir / "noinfo.pdf") + " " + q(input));
         const std::string complaints = readerComplaints(input);
+        fs::copy_file(input, dir / "unstamped.pdf", fs::copy_options::overwrite_existing);
         ASSERT_EQ(client.requestJson(signRequest(input.string(), input.string(), "Detached", kIvanov, kStamp)),
                   answerWith(input.string() + ".sgn"));
         EXPECT_EQ(readerComplaints(input), complaints);
+        judgeWrittenPdf(dir / "unstamped.pdf", input, kSeen);
         EXPECT_TRUE(opensslVerifies(input.string() + ".sgn", input));
         EXPECT_TRUE(has(runCommand("pdftotext " + q(input) + " - 2>/dev/null").output, "Подписано:"));
     }
@@ -195,6 +198,7 @@ TEST_F(IncrementalUpdate, ForgivenFilesAreSignedAndVerified) {
         const fs::path input = writeBytes(dir / (name + ".pdf"), bytes), output = dir / (name + "-signed.pdf");
         ASSERT_EQ(sign(input, output), answerWith(output));
         EXPECT_EQ(readerComplaints(output), readerComplaints(input));
+        judgeSignedPdf(input, output, 1, kSeen);
         std::istringstream warnings(qpdfSays(output));
         for (std::string line; std::getline(warnings, line);) {
             EXPECT_TRUE(line.rfind("WARNING", 0) != 0 || has(qpdfSays(input), line)) << line;
@@ -213,6 +217,7 @@ TEST_F(IncrementalUpdate, JunkBeforeTheHeaderIsKeptAndSigned) {
     ASSERT_EQ(sign(input, output), answerWith(output));
     EXPECT_TRUE(extends(readFile(output), readFile(input)));
     EXPECT_EQ(readerComplaints(output), readerComplaints(input));
+    judgeSignedPdf(input, output, 1, kSeen);
     const auto signatures = pdfSignatures(readFile(output));
     ASSERT_EQ(signatures.size(), 1u);
     EXPECT_EQ(signatures[0].a, 0u);
@@ -245,6 +250,9 @@ TEST_F(IncrementalUpdate, DamagedFileIsRefusedWhereTheUpdateWouldReferToTheDamag
     firstPage["watermark"]["page"] = 0;
     ASSERT_EQ(sign(damaged, output, firstPage), answerWith(output));
     EXPECT_EQ(readerComplaints(output), readerComplaints(damaged));
+    StampSeen firstSeen = kSeen;
+    firstSeen.page = 0;
+    judgeSignedPdf(damaged, output, 1, firstSeen);
     EXPECT_TRUE(has(runCommand("pdftotext " + q(output) + " - 2>/dev/null").output, "Подписано:"));
     EXPECT_TRUE(verified(output));
 }
