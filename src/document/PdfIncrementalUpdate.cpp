@@ -4,6 +4,7 @@
 #include "document/PdfLoading.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <string_view>
 
@@ -45,6 +46,21 @@ std::pair<pdf_int64, bool> lastCrossReference(const std::vector<char>& bytes, si
     size_t section = static_cast<size_t>(offset);
     while (section < file.size() && std::isspace(static_cast<unsigned char>(file[section]))) ++section;
     return {offset, file.substr(section, 4) != "xref"};
+}
+
+// Whether the trailer of the file's last cross-reference section names document information: the
+// trailer after a table, or the dictionary of a cross-reference stream, both plain text.
+bool lastTrailerNamesInfo(const std::vector<char>& bytes, size_t headerOffset, pdf_int64 section, bool isStream) {
+    const std::string_view file(bytes.data() + headerOffset, bytes.size() - headerOffset);
+    const size_t start = isStream ? static_cast<size_t>(section) : file.find("trailer", static_cast<size_t>(section));
+    const size_t end = file.find(isStream ? "stream" : "startxref", start);
+    if (start == std::string_view::npos || end == std::string_view::npos) return true;
+    const std::string_view trailer = file.substr(start, end - start);
+    for (size_t at = trailer.find("/Info"); at != std::string_view::npos; at = trailer.find("/Info", at + 1)) {
+        const size_t next = at + 5;
+        if (next >= trailer.size() || !std::isalnum(static_cast<unsigned char>(trailer[next]))) return true;
+    }
+    return false;
 }
 
 // The keys an update's trailer carries over from the document's trailer.
@@ -132,6 +148,26 @@ const PdfReference* findReference(const PdfVariant& value, const Unreadable& unr
     return nullptr;
 }
 
+// PoDoFo 0.9.8 decrypts the strings of an AES-256 file with their padding left on (n bytes of
+// value n, 1 to 16); written back, the padding would become part of the text, of a form's /DA for
+// one. The strings of an object read from the file lose it again.
+void stripAesPadding(PdfObject& value) {
+    if ((value.IsString() || value.IsHexString()) && !value.GetString().IsUnicode()) {
+        const PdfString& text = value.GetString();
+        const pdf_long length = text.GetLength();
+        const char* bytes = text.GetString();
+        const int padding = length > 0 ? static_cast<unsigned char>(bytes[length - 1]) : 0;
+        if (padding < 1 || padding > 16 || padding > length) return;
+        for (pdf_long i = length - padding; i < length; ++i)
+            if (static_cast<unsigned char>(bytes[i]) != padding) return;
+        value = PdfObject(PdfString(bytes, length - padding, text.IsHex()));
+    } else if (value.IsArray()) {
+        for (PdfObject& item : value.GetArray()) stripAesPadding(item);
+    } else if (value.IsDictionary()) {
+        for (auto& [key, item] : value.GetDictionary().GetKeys()) stripAesPadding(*item);
+    }
+}
+
 }  // namespace
 
 PdfIncrementalUpdate::PdfIncrementalUpdate(PdfMemDocument& document, const std::vector<char>& bytes)
@@ -211,43 +247,32 @@ void PdfIncrementalUpdate::write(PdfOutputDevice& device) {
     const EPdfWriteMode mode = document_.GetWriteMode();
     const bool metadataEncrypted = !encrypt_ || encrypt_->IsMetadataEncrypted();
     const PdfObject* trailerInfo = document_.GetTrailer()->GetDictionary().GetKey("Info");
-    PdfObject* info = trailerInfo != nullptr && trailerInfo->IsReference()
-                          ? document_.GetObjects().GetObject(trailerInfo->GetReference())
-                          : nullptr;
-    if (info != nullptr && info->HasStream()) info = nullptr;
+    // PoDoFo changes the document information on loading (its producer, the date), and makes one
+    // where the file has none, under a number it may take from the file's free or dropped objects
+    // (the encryption dictionary's, for one). Neither is written: the file's own stays as it is.
+    const PdfObject* info = trailerInfo != nullptr && trailerInfo->IsReference()
+                                ? document_.GetObjects().GetObject(trailerInfo->GetReference())
+                                : nullptr;
     std::vector<XrefEntry> entries;
     pdf_objnum size = originalSize_;
-    const auto writeObject = [&](PdfObject& object, const PdfReference& reference) {
+    const bool aes256 = encrypt_ && (encrypt_->GetEncryptAlgorithm() == PdfEncrypt::ePdfEncryptAlgorithm_AESV3 ||
+                                     encrypt_->GetEncryptAlgorithm() == PdfEncrypt::ePdfEncryptAlgorithm_AESV3R6);
+    for (PdfObject* object : document_.GetObjects()) {
+        if (object == info || !isWritten(*object)) continue;
+        if (aes256 && object->Reference().ObjectNumber() < originalSize_ &&
+            (object->IsDictionary() || object->IsArray()))
+            stripAesPadding(*object);
+        const PdfReference& reference = object->Reference();
         entries.push_back({reference.ObjectNumber(), reference.GenerationNumber(), offset()});
         size = std::max(size, reference.ObjectNumber() + 1);
         // Metadata streams stay readable when the file says so (/EncryptMetadata false).
-        const PdfObject* type = object.IsDictionary() ? object.GetDictionary().GetKey(PdfName::KeyType) : nullptr;
+        const PdfObject* type = object->IsDictionary() ? object->GetDictionary().GetKey(PdfName::KeyType) : nullptr;
         const bool plain = !metadataEncrypted && type != nullptr && type->IsName() && type->GetName() == "Metadata";
         if (encrypt_) encrypt_->SetCurrentReference(reference);
-        if (reference == object.Reference()) {
-            object.WriteObject(&device, mode, plain ? nullptr : encrypt_.get());
-            return;
-        }
-        put(device,
-            std::to_string(reference.ObjectNumber()) + " " + std::to_string(reference.GenerationNumber()) + " obj\n");
-        object.Write(&device, mode, encrypt_.get(), PdfName::KeyNull);
-        put(device, "\nendobj\n");
-    };
-    for (PdfObject* object : document_.GetObjects()) {
-        if (object == info || !isWritten(*object)) continue;
-        writeObject(*object, object->Reference());
+        object->WriteObject(&device, mode, plain ? nullptr : encrypt_.get());
     }
-    // PoDoFo changes the document information on loading, and makes one where the file has none,
-    // under a number it may take from the file's free or dropped objects. It is written under a
-    // number of its own: its old one may still name another object, the encryption dictionary
-    // for one.
     PdfDictionary trailer = updateTrailer(*document_.GetTrailer(), size, previous);
-    if (info != nullptr && isWritten(*info)) {
-        const PdfReference fresh(size, 0);
-        writeObject(*info, fresh);
-        trailer.AddKey("Info", fresh);
-        trailer.AddKey(PdfName::KeySize, static_cast<pdf_int64>(size));
-    }
+    if (!lastTrailerNamesInfo(bytes_, headerOffset_, previous, previousIsStream)) trailer.RemoveKey("Info");
     std::sort(entries.begin(), entries.end(),
               [](const XrefEntry& a, const XrefEntry& b) { return a.number < b.number; });
     VLOG_VERBOSE << "Incremental update: " << entries.size() << " objects";

@@ -5,6 +5,8 @@
 
 #include "RealWorldCorpus.h"
 
+#include <cstdio>
+#include <iterator>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -28,6 +30,12 @@ std::string readerComplaints(const fs::path& pdf) {
     const std::string name = pdf.filename().string();
     for (size_t at; (at = anonymous.find(name)) != std::string::npos;) anonymous.replace(at, name.size(), "FILE");
     return anonymous;
+}
+
+// The document information as poppler reads it.
+std::string documentInformation(const fs::path& pdf) {
+    return runCommand("pdfinfo " + q(pdf) + " 2>&1 | grep -E '^(Title|Author|Subject|Creator|Producer|CreationDate):'")
+        .output;
 }
 
 // A key of the trailer as mutool shows it ("/Prev 1234", "/Encrypt 13 0 R"); empty when absent.
@@ -97,9 +105,11 @@ protected:
 };
 
 // Each kind of file signed with a stamp on its last page: readers say about the signed file what
-// they said about its input (nothing), the update holds only the last page, the catalog and new
-// objects, new numbers lie past the input's /Size, /Prev names the input's last cross-reference
-// section and the section is of the input's kind, and the trailer keeps /Encrypt and the first /ID.
+// they said about its input (nothing), the document information is the input's (PoDoFo's own
+// changes to it, or the one it makes, are not written), the update holds only the last page, the
+// catalog and new objects, new numbers lie past the input's /Size, /Prev names the input's last
+// cross-reference section and the section is of the input's kind, and the trailer keeps /Encrypt
+// and the first /ID.
 TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
     const std::string rows[][3] = {
         {"classic", "sample.pdf", ""},
@@ -121,6 +131,7 @@ TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
         const std::string before = readFile(input), after = readFile(output);
         ASSERT_TRUE(extends(after, before));
         EXPECT_EQ(readerComplaints(output), readerComplaints(input));
+        EXPECT_EQ(documentInformation(output), documentInformation(input));
         judgeSignedPdf(input, output, 1, kSeen);
         EXPECT_TRUE(verified(output));
 
@@ -204,6 +215,46 @@ TEST_F(IncrementalUpdate, ForgivenFilesAreSignedAndVerified) {
             EXPECT_TRUE(line.rfind("WARNING", 0) != 0 || has(qpdfSays(input), line)) << line;
         }
         EXPECT_EQ(opensslVerifiedPdfSignatures(output, dir), 1);
+        EXPECT_TRUE(verified(output));
+    }
+}
+
+// A hand-made one-page form whose text field's default appearance lies in its AcroForm.
+std::string formPdf() {
+    const std::string objects[] = {
+        "<< /Type /Catalog /Pages 2 0 R /AcroForm << /Fields [4 0 R] /DA (/Helv 0 Tf 0 g) /DR << /Font << /Helv 5 0 R "
+        ">> >> >> >>",
+        "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 300 300] /Annots [4 0 R] >>",
+        "<< /Type /Annot /Subtype /Widget /FT /Tx /T (name) /V (Ivanov) /DA (/Helv 12 Tf 0 g) /Rect [50 200 250 230] "
+        "/P 3 0 R >>",
+        "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>",
+    };
+    std::string pdf = "%PDF-1.7\n", table = "xref\n0 6\n0000000000 65535 f \n";
+    for (size_t i = 0; i < std::size(objects); ++i) {
+        char entry[32];
+        std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", pdf.size());
+        table += entry;
+        pdf += std::to_string(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+    }
+    const size_t xref = pdf.size();
+    return pdf + table + "trailer\n<< /Size 6 /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+}
+
+// The strings of the objects an update changes read as they did, in AES-256 files too (PoDoFo
+// decrypts them with their padding on): the form's default appearance stays "/Helv 0 Tf 0 g".
+TEST_F(IncrementalUpdate, ChangedObjectsKeepTheirStringsInAes256Files) {
+    writeBytes(dir / "form.pdf", formPdf());
+    const std::string rows[][2] = {{"", ""}, {"--object-streams=generate", ""}, {"--allow-weak-crypto", "--force-R5"}};
+    for (const auto& [options, encryption] : rows) {
+        SCOPED_TRACE(options + encryption);
+        const fs::path input = dir / "form256.pdf", output = dir / "form256-signed.pdf";
+        produce("qpdf " + options + " --encrypt \"\" owner 256 " + encryption + " -- " + q(dir / "form.pdf") + " " +
+                q(input));
+        ASSERT_EQ(sign(input, output), answerWith(output));
+        const std::string root = std::to_string(number(trailerKey(output, "Root")));
+        EXPECT_TRUE(has(runCommand("qpdf --show-object=" + root + " " + q(output)).output, "/DA (/Helv 0 Tf 0 g)"));
+        EXPECT_EQ(readerComplaints(output), readerComplaints(input));
         EXPECT_TRUE(verified(output));
     }
 }
