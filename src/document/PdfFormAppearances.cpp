@@ -50,6 +50,32 @@ double number(const PdfObject* value, double otherwise) {
     return value != nullptr && (value->IsNumber() || value->IsReal()) ? value->GetReal() : otherwise;
 }
 
+// PoDoFo 0.9.8 leaves the padding of AES-encrypted strings on them when it decrypts them: up to
+// 16 bytes, each holding their count.
+PdfString withoutPadding(const PdfString& text) {
+    const char* bytes = text.GetString();
+    const auto length = static_cast<size_t>(std::max<pdf_long>(0, text.GetLength()));
+    if (bytes == nullptr || length == 0) return text;
+    const auto pad = static_cast<size_t>(static_cast<unsigned char>(bytes[length - 1]));
+    if (pad == 0 || pad > 16 || pad > length) return text;
+    for (size_t i = length - pad; i < length; ++i)
+        if (static_cast<unsigned char>(bytes[i]) != pad) return text;
+    const size_t kept = length - pad;
+    if (text.IsUnicode())
+        return kept < 2 ? PdfString("")
+                        : PdfString(reinterpret_cast<const pdf_utf16be*>(bytes), static_cast<pdf_long>(kept / 2));
+    return PdfString(bytes, static_cast<pdf_long>(kept));
+}
+
+// A text string of the file as PoDoFo reads it; `aesPadded` for a document encrypted with AES.
+PdfString textOf(const PdfObject* value, bool aesPadded) {
+    if (value == nullptr) return PdfString("");
+    if (value->IsString() || value->IsHexString())
+        return aesPadded ? withoutPadding(value->GetString()) : value->GetString();
+    if (value->IsName()) return PdfString(value->GetName().GetName());
+    return PdfString("");
+}
+
 // What a field passes on to its kids.
 struct FieldState {
     PdfObject* type = nullptr;
@@ -61,13 +87,13 @@ struct FieldState {
     pdf_int64 maxLength = 0;
 };
 
-void inherit(PdfMemDocument& document, PdfObject* node, FieldState& state) {
+void inherit(PdfMemDocument& document, PdfObject* node, FieldState& state, bool aesPadded) {
     if (PdfObject* type = key(document, node, "FT"); type != nullptr && type->IsName()) state.type = type;
     if (PdfObject* value = key(document, node, "V")) state.value = value;
     if (PdfObject* options = key(document, node, "Opt"); options != nullptr && options->IsArray())
         state.options = options;
-    if (PdfObject* da = key(document, node, "DA"); da != nullptr && da->IsString())
-        state.appearance = da->GetString().GetStringUtf8();
+    if (PdfObject* da = key(document, node, "DA"); da != nullptr && (da->IsString() || da->IsHexString()))
+        state.appearance = textOf(da, aesPadded).GetStringUtf8();
     if (PdfObject* q = key(document, node, "Q"); q != nullptr && q->IsNumber()) state.alignment = q->GetNumber();
     if (PdfObject* ff = key(document, node, "Ff"); ff != nullptr && ff->IsNumber()) state.flags = ff->GetNumber();
     if (PdfObject* max = key(document, node, "MaxLen"); max != nullptr && max->IsNumber())
@@ -124,14 +150,6 @@ bool colorOf(PdfMemDocument& document, PdfObject* mk, const char* name, PdfColor
     else
         return false;
     return true;
-}
-
-// A text string of the file as PoDoFo reads it.
-PdfString textOf(const PdfObject* value) {
-    if (value == nullptr) return PdfString("");
-    if (value->IsString() || value->IsHexString()) return value->GetString();
-    if (value->IsName()) return PdfString(value->GetName().GetName());
-    return PdfString("");
 }
 
 // A font that draws a field's text: one of the form's (/DR), read here without changing it (its
@@ -202,27 +220,54 @@ public:
     }
 };
 
-// Breaks text into lines no wider than `width`, at blanks and line ends.
+// Breaks text into lines no wider than `width`, at blanks and line ends; each word is measured
+// once, so the work stays linear in the text.
 std::vector<PdfString> wrapped(const FieldFont& font, double size, const PdfString& text, double width) {
+    const PdfString unicode = text.ToUnicode();
+    const pdf_utf16be* chars = unicode.GetUnicode();
+    const auto count = static_cast<size_t>(std::max<pdf_long>(0, unicode.GetUnicodeLength()));
+    // The units as PoDoFo stores them, whatever the machine's byte order.
+    const auto unitOf = [](const char* c) { return PdfString(c).ToUnicode().GetUnicode()[0]; };
+    const pdf_utf16be blank = unitOf(" "), newline = unitOf("\n"), ret = unitOf("\r");
+    const auto piece = [&](size_t from, size_t to) {
+        return PdfString(chars + from, static_cast<pdf_long>(to - from));
+    };
+    const double blankWidth = font.width(PdfString(" "), size);
+
     std::vector<PdfString> lines;
-    std::istringstream paragraphs(text.GetStringUtf8());
-    const auto pdf = [](const std::string& utf8) { return PdfString(reinterpret_cast<const pdf_utf8*>(utf8.c_str())); };
-    for (std::string paragraph; std::getline(paragraphs, paragraph);) {
-        if (!paragraph.empty() && paragraph.back() == '\r') paragraph.pop_back();
-        std::istringstream words(paragraph);
-        std::string line;
-        for (std::string word; words >> word;) {
-            std::string longer = line;
-            if (!longer.empty()) longer += ' ';
-            longer += word;
-            if (!line.empty() && font.width(pdf(longer), size) > width) {
-                lines.push_back(pdf(line));
-                line = word;
-            } else {
-                line = longer;
-            }
+    size_t start = 0, end = 0;
+    double lineWidth = 0;
+    bool open = false;
+    for (size_t i = 0; i <= count;) {
+        if (i == count || chars[i] == newline || chars[i] == ret) {
+            lines.push_back(open ? piece(start, end) : PdfString(""));
+            open = false;
+            lineWidth = 0;
+            if (i + 1 < count && chars[i] == ret && chars[i + 1] == newline) ++i;
+            ++i;
+            continue;
         }
-        lines.push_back(pdf(line));
+        if (chars[i] == blank) {
+            ++i;
+            continue;
+        }
+        size_t wordEnd = i;
+        while (wordEnd < count && chars[wordEnd] != blank && chars[wordEnd] != newline && chars[wordEnd] != ret)
+            ++wordEnd;
+        const double wordWidth = font.width(piece(i, wordEnd), size);
+        if (open && lineWidth + blankWidth + wordWidth > width) {
+            lines.push_back(piece(start, end));
+            open = false;
+        }
+        if (!open) {
+            start = i;
+            lineWidth = wordWidth;
+            open = true;
+        } else {
+            lineWidth += blankWidth + wordWidth;
+        }
+        end = wordEnd;
+        i = wordEnd;
     }
     return lines;
 }
@@ -230,7 +275,8 @@ std::vector<PdfString> wrapped(const FieldFont& font, double size, const PdfStri
 // Draws one field's appearances, with the fonts its form names.
 class AppearanceWriter {
 public:
-    AppearanceWriter(PdfMemDocument& document, PdfObject* form) : document_(document), form_(form) {}
+    AppearanceWriter(PdfMemDocument& document, PdfObject* form, bool aesPadded)
+        : document_(document), form_(form), aesPadded_(aesPadded) {}
 
     void widget(PdfObject& widget, const FieldState& state) {
         if (state.type == nullptr) return;
@@ -246,10 +292,13 @@ private:
     // A check box or radio button shows the state its value names, when it has an appearance for it.
     void setState(PdfObject& widget, const FieldState& state) {
         PdfObject* normal = dictionaryKey(document_, dictionaryKey(document_, &widget, "AP"), "N");
+        // Some producers write the value as a string rather than a name.
+        PdfName value;
+        if (state.value != nullptr && state.value->IsName()) value = state.value->GetName();
+        if (state.value != nullptr && (state.value->IsString() || state.value->IsHexString()))
+            value = PdfName(textOf(state.value, aesPadded_).GetStringUtf8());
         PdfName wanted("Off");
-        if (state.value != nullptr && state.value->IsName() && normal != nullptr &&
-            normal->GetDictionary().HasKey(state.value->GetName()))
-            wanted = state.value->GetName();
+        if (normal != nullptr && value.GetLength() > 0 && normal->GetDictionary().HasKey(value)) wanted = value;
         const PdfObject* current = widget.GetDictionary().GetKey("AS");
         if (current != nullptr && current->IsName() && current->GetName() == wanted) return;
         widget.GetDictionary().AddKey("AS", wanted);
@@ -262,10 +311,10 @@ private:
             if (state.value == nullptr) return false;
             if (state.value->IsArray()) {
                 for (const PdfObject& item : state.value->GetArray())
-                    if (textOf(&item).GetStringUtf8() == exported.GetStringUtf8()) return true;
+                    if (textOf(&item, aesPadded_) == exported) return true;
                 return false;
             }
-            return textOf(state.value).GetStringUtf8() == exported.GetStringUtf8();
+            return textOf(state.value, aesPadded_) == exported;
         };
         if (state.type->GetName() == PdfName("Ch")) {
             // Options are texts or [export, shown] pairs; the value names the export text.
@@ -275,9 +324,10 @@ private:
                     PdfObject* item = resolve(document_, &option);
                     if (item == nullptr) continue;
                     if (item->IsArray() && item->GetArray().size() >= 2)
-                        options.emplace_back(textOf(&item->GetArray()[1]), selected(textOf(&item->GetArray()[0])));
+                        options.emplace_back(textOf(&item->GetArray()[1], aesPadded_),
+                                             selected(textOf(&item->GetArray()[0], aesPadded_)));
                     else
-                        options.emplace_back(textOf(item), selected(textOf(item)));
+                        options.emplace_back(textOf(item, aesPadded_), selected(textOf(item, aesPadded_)));
                 }
             }
             if (listBox) return options;
@@ -287,9 +337,9 @@ private:
                 state.value != nullptr && state.value->IsArray() && !state.value->GetArray().empty()
                     ? &state.value->GetArray()[0]
                     : state.value;
-            return {{textOf(first), false}};
+            return {{textOf(first, aesPadded_), false}};
         }
-        PdfString text = textOf(state.value);
+        PdfString text = textOf(state.value, aesPadded_);
         if (state.flags & kPassword)
             text = PdfString(std::string(static_cast<size_t>(text.ToUnicode().GetUnicodeLength()), '*'));
         lines.emplace_back(text, false);
@@ -304,9 +354,13 @@ private:
             return nullptr;
         PdfObject* encoding = key(document_, &font, "Encoding");
         if (encoding == nullptr) {
+            // A font without /Encoding speaks its built-in one: the standard encoding, unless the
+            // font is symbolic.
             const PdfObject* base = key(document_, &font, "BaseFont");
             const std::string baseName = base != nullptr && base->IsName() ? base->GetName().GetName() : "";
             if (baseName == "Symbol" || baseName == "ZapfDingbats") return nullptr;
+            const PdfObject* flags = key(document_, dictionaryKey(document_, &font, "FontDescriptor"), "Flags");
+            if (flags != nullptr && flags->IsNumber() && (flags->GetNumber() & 4) != 0) return nullptr;
             return PdfEncodingFactory::GlobalStandardEncodingInstance();
         }
         if (encoding->IsName()) {
@@ -349,11 +403,14 @@ private:
                 return chosen;
             }
         }
-        std::string utf8;
-        for (const auto& line : lines) utf8 += line.first.GetStringUtf8();
+        std::vector<pdf_utf16be> all;
+        for (const auto& line : lines) {
+            const PdfString unicode = line.first.ToUnicode();
+            all.insert(all.end(), unicode.GetUnicode(), unicode.GetUnicode() + unicode.GetUnicodeLength());
+        }
         FieldFont own;
         own.own = createFontFor(document_, kFormFontName, false, false,
-                                PdfString(reinterpret_cast<const pdf_utf8*>(utf8.c_str())));
+                                all.empty() ? PdfString("") : PdfString(all.data(), static_cast<pdf_long>(all.size())));
         if (own.own != nullptr) {
             own.own->SetFontSize(1000);
             own.ascent = own.own->GetFontMetrics()->GetAscent() / 1000;
@@ -416,8 +473,9 @@ private:
         const bool choice = state.type->GetName() == PdfName("Ch");
         const bool listBox = choice && (state.flags & kCombo) == 0;
         const auto lines = linesOf(state, listBox);
-        const DefaultAppearance da = parseAppearance(
-            state.appearance.empty() ? textOf(key(document_, form_, "DA")).GetStringUtf8() : state.appearance);
+        const DefaultAppearance da =
+            parseAppearance(state.appearance.empty() ? textOf(key(document_, form_, "DA"), aesPadded_).GetStringUtf8()
+                                                     : state.appearance);
         const FieldFont font = fontFor(da.font, lines);
         if (!font.ofForm() && font.own == nullptr) return;
 
@@ -438,6 +496,7 @@ private:
                 if (unit > 0) size = std::max(1.0, std::min(size, (width - 2 * pad) / unit));
             }
         }
+        size = std::max(size, 1.0);  // smaller text is not legible, and would only multiply the work
         double ascent = font.ascent * size;
         double descent = font.descent * size;
         if (!(ascent > 0) || ascent > 2 * size) ascent = 0.8 * size;
@@ -523,6 +582,7 @@ private:
 
     PdfMemDocument& document_;
     PdfObject* form_;
+    bool aesPadded_;
     // Stand-ins for standard fonts live apart from the document, which they must not change.
     PdfVecObjects scratch_;
     std::map<std::string, std::unique_ptr<PdfFont>> standIns_;
@@ -564,7 +624,12 @@ PdfAcroForm* formForSigning(PdfMemDocument& document) {
 void drawFieldAppearances(PdfMemDocument& document, PdfAcroForm& form) {
     if (!form.GetNeedAppearances()) return;
     VLOG_VERBOSE << "[F] drawFieldAppearances";
-    AppearanceWriter writer(document, form.GetObject());
+    const PdfEncrypt* encrypt = document.GetEncrypt();
+    const bool aesPadded =
+        encrypt != nullptr && (encrypt->GetEncryptAlgorithm() == PdfEncrypt::ePdfEncryptAlgorithm_AESV2 ||
+                               encrypt->GetEncryptAlgorithm() == PdfEncrypt::ePdfEncryptAlgorithm_AESV3 ||
+                               encrypt->GetEncryptAlgorithm() == PdfEncrypt::ePdfEncryptAlgorithm_AESV3R6);
+    AppearanceWriter writer(document, form.GetObject(), aesPadded);
     PdfObject* fields = key(document, form.GetObject(), "Fields");
     std::vector<std::pair<PdfObject*, FieldState>> pending;
     std::vector<size_t> depths;
@@ -582,7 +647,7 @@ void drawFieldAppearances(PdfMemDocument& document, PdfAcroForm& form) {
         depths.pop_back();
         if (node == nullptr || !node->IsDictionary() || depth > kMaxPdfNesting || !visited.insert(node).second)
             continue;
-        inherit(document, node, state);
+        inherit(document, node, state, aesPadded);
         PdfObject* kids = key(document, node, "Kids");
         if (kids != nullptr && kids->IsArray() && !kids->GetArray().empty()) {
             for (auto kid = kids->GetArray().rbegin(); kid != kids->GetArray().rend(); ++kid) {

@@ -3,7 +3,8 @@
 appearances stale or missing, and /NeedAppearances true. KIND "reportlab": text, combo box, list box, check box and radio fields made by reportlab, then
 filled by editing their values. KIND "hand": fields written by hand with no appearances at all:
 auto-sized, coloured, centred, right-aligned, turned, comb, multiline and inherited attributes;
-KIND "hand-bare" the same with no default appearance in the form and its resources indirect.
+KIND "hand-bare" the same with no default appearance in the form and its resources indirect;
+KIND "reportlab-aes" the reportlab form encrypted with AES-256 and an empty user password.
 Prints the filled values, one per line, then "rect X1 Y1 X2 Y2" for every widget."""
 import re, subprocess, sys
 
@@ -108,10 +109,11 @@ def hand_form(bare):
     return pdf_of(objects), values
 
 
-data, values = reportlab_form() if kind == "reportlab" else hand_form(kind == "hand-bare")
+data, values = reportlab_form() if kind.startswith("reportlab") else hand_form(kind == "hand-bare")
 open(out + ".raw", "wb").write(data)
 # qpdf writes the cross-reference table anew after the edits.
-subprocess.run(["qpdf", out + ".raw", out], check=False)
+aes = ["--encrypt", "", "owner", "256", "--"] if kind.endswith("-aes") else []
+subprocess.run(["qpdf"] + aes + [out + ".raw", out], check=False)
 print("\n".join(values))
 for rect in re.findall(rb"/Rect \[\s*([-\d. ]+?)\s*\]", data):
     print("rect " + " ".join("%g" % float(v) for v in rect.split()))
