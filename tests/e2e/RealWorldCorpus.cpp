@@ -22,20 +22,26 @@ fs::path ghostscriptPdf(const fs::path& dir, const std::string& name) {
     return dir / name;
 }
 
-std::vector<CorpusPdf> makeCorpus(const fs::path& dir) {
-    ghostscriptPdf(dir, "gs-sizes.pdf");
-    produce("cd " + q(dir) + " && bash " + q(VESK_E2E_DIR "/make-pdf-corpus.sh"));
-    return {{"ghostscript: A4, Letter, A5 landscape", dir / "gs-sizes.pdf"},
-            {"ghostscript: /Rotate 90 from auto-rotation", dir / "gs-rotated.pdf"},
-            {"qpdf --object-streams=generate", dir / "qpdf-objstm.pdf"},
-            {"qpdf --linearize", dir / "qpdf-linear.pdf"},
-            {"qpdf --rotate: 90, 180, 270", dir / "qpdf-rotate.pdf"},
-            {"mutool create: unbalanced cm, text render mode 3", dir / "mutool-state.pdf"},
-            {"mutool clean of the above", dir / "mutool-clean.pdf"},
-            {"mutool: MediaBox at 100,200 with a CropBox; box at -300,-400, /Rotate 180; /Rotate 270",
-             dir / "mutool-cropped.pdf"},
-            {"mutool: a page without /Resources, /Rotate 90", dir / "mutool-bare.pdf"},
-            {"mutool: a page tree two levels deep, /Rotate 90 inherited", dir / "mutool-nested.pdf"}};
+std::vector<CorpusPdf> makeCorpus(const fs::path& dir, bool libreOffice) {
+    produce("bash " + q(VESK_E2E_DIR "/make-pdf-corpus.sh") + " " + q(dir) + (libreOffice ? "" : " no-libreoffice"));
+    std::vector<CorpusPdf> corpus = {
+        {"ghostscript: A4, Letter, A5 landscape", dir / "gs-sizes.pdf"},
+        {"ghostscript: /Rotate 90 from auto-rotation", dir / "gs-rotated.pdf"},
+        {"qpdf --object-streams=generate", dir / "qpdf-objstm.pdf"},
+        {"qpdf --linearize", dir / "qpdf-linear.pdf"},
+        {"qpdf --rotate: 90, 180, 270", dir / "qpdf-rotate.pdf"},
+        {"mutool create: unbalanced cm, text render mode 3", dir / "mutool-state.pdf"},
+        {"mutool clean of the above", dir / "mutool-clean.pdf"},
+        {"mutool: MediaBox at 100,200 with a CropBox; box at -300,-400, /Rotate 180; /Rotate 270",
+         dir / "mutool-cropped.pdf"},
+        {"mutool: a page without /Resources, /Rotate 90", dir / "mutool-bare.pdf"},
+        {"reportlab", dir / "reportlab.pdf"},
+        {"cairo", dir / "cairo.pdf"},
+        {"img2pdf: a photo", dir / "img2pdf.pdf"},
+        {"mutool: a page tree two levels deep, /Rotate 90 inherited", dir / "mutool-nested.pdf"},
+        {"groff -Tpdf", dir / "groff.pdf"}};
+    if (libreOffice) corpus.push_back({"LibreOffice: tagged PDF/A-2b", dir / "libreoffice-pdfa.pdf"});
+    return corpus;
 }
 
 fs::path pdfTexManual(const fs::path& dir) {

@@ -1,10 +1,13 @@
 #pragma once
 // What the PDF suites share: PDFs of independent producers, made at test time, and the independent
 // judges of a signed PDF.
-// The corpus: ghostscript (ps2pdf), mupdf-tools (mutool create, run, clean), qpdf transforms, and a
-// pdfTeX manual when the machine has one. Each page kind that trips a stamp or a signer is there:
-// several sizes, landscape, /Rotate 90/180/270, boxes not at 0,0 and a CropBox, content that leaves
-// a cm or text render mode 3 behind, a page without /Resources, object streams, linearization.
+// The corpus (make-pdf-corpus.sh): ghostscript (ps2pdf), mupdf-tools (mutool create, run, clean),
+// qpdf transforms, reportlab, cairo, img2pdf, groff, LibreOffice (tagged PDF/A), and a pdfTeX manual
+// when the machine has one. Each page kind that trips a stamp or a signer is there: several sizes,
+// landscape, /Rotate 90/180/270, boxes not at 0,0 and a CropBox, content that leaves a cm or text
+// render mode 3 behind, a page without /Resources, object streams, linearization. Its forms
+// (reportlab's fields; widgets without appearances under /NeedAppearances true) stay in `dir` for
+// the form tests.
 
 #include "ModuleClient.h"
 #include "SignedInputs.h"
@@ -24,8 +27,9 @@ namespace vesk::test {
 // Producer and page kinds, for test traces, and the file.
 using CorpusPdf = std::pair<std::string, std::filesystem::path>;
 
-// The corpus, written into `dir`. Fails the calling test when a producer fails.
-std::vector<CorpusPdf> makeCorpus(const std::filesystem::path& dir);
+// The corpus, written into `dir`, LibreOffice's file only when asked. Fails the calling test when a
+// producer fails.
+std::vector<CorpusPdf> makeCorpus(const std::filesystem::path& dir, bool libreOffice = true);
 
 // A three-page ghostscript PDF: A4, Letter, A5 landscape.
 std::filesystem::path ghostscriptPdf(const std::filesystem::path& dir, const std::string& name);

@@ -1,10 +1,14 @@
 #pragma once
 // Signed inputs made by independent tools (openssl with the GOST engine, poppler's pdfsig with an
-// NSS database), from the test PKI that the emulator uses as its store.
+// NSS database), from the test PKI that the emulator uses as its store; and the one judge of every
+// PDF the module writes (SignedPdfJudge.cpp).
 
 #include "support/TestPki.h"
 
+#include <nlohmann/json.hpp>
+
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,8 +51,29 @@ int opensslVerifiedPdfSignatures(const std::filesystem::path& pdf, const std::fi
 // qpdf --check exits 0 and finds no syntax or stream encoding error.
 void expectQpdfClean(const std::filesystem::path& pdf);
 
-// qpdf --check is clean, pdfsig's last signature covers the whole file, and openssl verifies
-// `count` signatures over their ranges. pdfsig's listing.
-std::string judgeSignedPdf(const std::filesystem::path& pdf, int count);
+// A stamp as a reader sees it: its box on the page as shown, in percent of the page from its top
+// left corner (a request's x, y, x2, y2 and their defaults), the pages it is on (-1 the last, -2
+// every page, else an index from 0) and a text that reads on each of them.
+struct StampSeen {
+    double x = 5, y = 85, x2 = 50, y2 = 95;
+    int page = -1;
+    std::string text;
+};
+// The stamp of a request's "watermark"; `text` is what reads, by default its first line.
+StampSeen stampOf(const nlohmann::json& watermark, std::string text = {});
+
+// A PDF the module wrote from `input`, read as users' software reads it: the input's bytes are its
+// prefix; poppler (pdftotext, pdftoppm), mupdf and ghostscript read every page without a complaint
+// that the input did not already cause; pdf.js opens it, decrypting it as viewers do, and reads the
+// stamp's text on each stamped page; the pages look as the input's pixel for pixel but inside the
+// stamp's box, which holds new ink (the first three pages and the last are compared).
+void judgeWrittenPdf(const std::filesystem::path& input, const std::filesystem::path& pdf,
+                     const std::optional<StampSeen>& stamp = {});
+
+// judgeWrittenPdf, and: qpdf --check is clean, pdfsig's last signature covers the whole file,
+// openssl verifies `count` signatures over their ranges, and the module's verify lists `count`
+// signatures, the last verified. pdfsig's listing.
+std::string judgeSignedPdf(const std::filesystem::path& input, const std::filesystem::path& pdf, int count,
+                           const std::optional<StampSeen>& stamp = {});
 
 }  // namespace vesk::test

@@ -83,10 +83,13 @@ TEST_F(Compatibility, LogTagsBorrowedFromOtherFunctions) {
 
     // A stamp put on a PDF before it is signed into a signature file logs as the file signer.
     makePdf(dir / "stamped.pdf", 1);
+    const fs::path unstamped = makeTempDir("unstamped") / "doc.pdf";
+    fs::copy_file(dir / "stamped.pdf", unstamped);
     const std::string pdf = (dir / "stamped.pdf").string();
     const json font = {{"watermark", {{"strings", {{{"text", "Подписано"}, {"font", "No Such Font Family"}}}}}}};
     const json stamped = client.requestJson(signRequest(pdf, pdf, "Detached", kIvanov, font));
     ASSERT_TRUE(stamped["error"].is_null()) << stamped.dump();
+    judgeWrittenPdf(unstamped, pdf, stampOf(font["watermark"]));
     text = log();
     EXPECT_NE(text.find("[M] FileSigner::signPdfFile"), std::string::npos);
     // The fallback is "Courier New"; the log names Courier.

@@ -251,6 +251,8 @@ TEST_F(FileSafety, StampedPdfSignedDetached) {
     makePdf(dir / "plain.pdf");
     pdfsigSign(dir / "plain.pdf", dir / "report.pdf", "Approval");
     const std::string before = readFile(dir / "report.pdf");
+    const fs::path unstamped = makeTempDir("unstamped") / "report.pdf";
+    fs::copy_file(dir / "report.pdf", unstamped);
 
     EXPECT_EQ(sign(dir / "report.pdf", dir / "." / "report.pdf", "Detached", stamp),
               answerWith(dir / "report.pdf.sgn"));
@@ -260,6 +262,7 @@ TEST_F(FileSafety, StampedPdfSignedDetached) {
     const std::string listing = runCommand("pdfsig " + q(dir / "report.pdf") + " 2>&1").output;
     for (const char* line : {"Signature Field Name: Approval", "Signature Validation: Signature is Valid."})
         EXPECT_NE(listing.find(line), std::string::npos) << listing;
+    judgeWrittenPdf(unstamped, dir / "report.pdf", stampOf(stamp["watermark"], "Подписано: 21.11.2026"));
     expectQpdfClean(dir / "report.pdf");
     const std::string text = runCommand("pdftotext " + q(dir / "report.pdf") + " -").output;
     for (const char* shown : {"Подписано:", "21.11.2026", "Договор"})
@@ -313,6 +316,7 @@ TEST_F(FileSafety, FailedPadesSigningLeavesAWellFormedPdf) {
         EXPECT_TRUE(signatures[0].wellFormed);
         EXPECT_GE(signatures[0].der.size(), 16344u);
         EXPECT_EQ(signatures[0].der, std::string(signatures[0].der.size(), '\0')) << "a hole of hex zeros";
+        judgeWrittenPdf(dir / "contract.pdf", output);
         expectQpdfClean(output);
         // Zeros are no signature message: the signature is reported as not verified, nothing more.
         EXPECT_EQ(client.call("verify", {{"file", b64(output.string())}}), failed({"ASN1 bad tag value met."}));

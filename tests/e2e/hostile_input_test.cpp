@@ -21,6 +21,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+const json kWatermark = {{"page", -1}, {"strings", {{{"text", "Подписано: Петрова М. С."}}}}};
+
 #if defined(__SANITIZE_ADDRESS__)
 // AddressSanitizer surrounds every local with guard zones, which makes the module's recursive frames
 // several times larger (the JSON serializer's grow to about 3 KB a level), so the stack grows with
@@ -79,7 +81,8 @@ protected:
     }
     json sign(const fs::path& file, const fs::path& output, const std::string& searchString,
               const std::string& attachType = "PAdES", int page = -1, ModuleClient* module = nullptr) {
-        const json watermark = {{"page", page}, {"strings", {{{"text", "Подписано: Петрова М. С."}}}}};
+        json watermark = kWatermark;
+        watermark["page"] = page;
         return json::parse(askText(
             signRequest(file.string(), output.string(), attachType, searchString, {{"watermark", watermark}}).dump(),
             module));
@@ -99,7 +102,7 @@ protected:
         const json answer = sign(fine, dir / "fine-signed.pdf", kPetrova);
         EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
         EXPECT_EQ(verify(dir / "fine-signed.pdf")["data"][0]["SerialNumber"], kPetrova);
-        judgeSignedPdf(dir / "fine-signed.pdf", 1);
+        judgeSignedPdf(fine, dir / "fine-signed.pdf", 1, stampOf(kWatermark));
         fs::remove(dir / "fine-signed.pdf");
     }
 
@@ -253,7 +256,7 @@ TEST_F(Hostile, StreamDataFullOfDictionaryMarksIsSigned) {
         const json answer = sign(pdf, dir / "signed.pdf", kPetrova);
         EXPECT_TRUE(answer["error"].is_null()) << answer.dump();
         EXPECT_EQ(verify(dir / "signed.pdf")["data"][0]["Verifyed"], true);
-        judgeSignedPdf(dir / "signed.pdf", 1);
+        judgeSignedPdf(pdf, dir / "signed.pdf", 1, stampOf(kWatermark));
         fs::remove(dir / "signed.pdf");
     }
 }
@@ -317,6 +320,6 @@ TEST_F(Hostile, TwoPluginsSignPdfsOnTwoThreads) {
         SCOPED_TRACE(i);
         EXPECT_TRUE(answers[i]["error"].is_null()) << answers[i].dump();
         EXPECT_EQ(verify(file("s", i))["data"][0]["SerialNumber"], i < 2 ? kPetrova : kIvanov);
-        judgeSignedPdf(file("s", i), 1);
+        judgeSignedPdf(file("t", i), file("s", i), 1, stampOf({{"page", -2}, {"strings", kWatermark["strings"]}}));
     }
 }

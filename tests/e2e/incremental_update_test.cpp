@@ -18,6 +18,7 @@ namespace fs = std::filesystem;
 namespace {
 
 const json kStamp = {{"watermark", {{"strings", {{{"text", "Подписано: <sign_date: 21.11.2026>"}}}}, {"page", -1}}}};
+const StampSeen kSeen = stampOf(kStamp["watermark"], "Подписано: 21.11.2026");
 
 // What poppler and mupdf say while they render and read every page, the file's name left out.
 std::string readerComplaints(const fs::path& pdf) {
@@ -131,7 +132,7 @@ TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
         ASSERT_TRUE(extends(after, before));
         EXPECT_EQ(readerComplaints(output), readerComplaints(input));
         EXPECT_EQ(documentInformation(output), documentInformation(input));
-        judgeSignedPdf(output, 1);
+        judgeSignedPdf(input, output, 1, kSeen);
         EXPECT_TRUE(verified(output));
 
         const size_t start = before.rfind("startxref");
@@ -160,7 +161,7 @@ TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
             client.requestJson(signRequest(output.string(), cosigned.string(), "PAdES", kPetrova, {{"cosign", true}})),
             answerWith(cosigned));
         EXPECT_EQ(readerComplaints(cosigned), readerComplaints(input));
-        judgeSignedPdf(cosigned, 2);
+        judgeSignedPdf(output, cosigned, 2);
         EXPECT_EQ(trailerKey(cosigned, "Prev"),
                   "/Prev " + std::to_string(std::stol(after.substr(after.rfind("startxref") + 9))));
         EXPECT_EQ(trailerKey(cosigned, "Encrypt"), trailerKey(input, "Encrypt"));
@@ -176,9 +177,11 @@ TEST_F(IncrementalUpdate, StampBeforeADetachedSignatureKeepsTheEncryption) {
         fs::remove(input.string() + ".sgn");
         produce("qpdf --encrypt \"\" owner " + bits + " -- " + q(dir / "noinfo.pdf") + " " + q(input));
         const std::string complaints = readerComplaints(input);
+        fs::copy_file(input, dir / "unstamped.pdf", fs::copy_options::overwrite_existing);
         ASSERT_EQ(client.requestJson(signRequest(input.string(), input.string(), "Detached", kIvanov, kStamp)),
                   answerWith(input.string() + ".sgn"));
         EXPECT_EQ(readerComplaints(input), complaints);
+        judgeWrittenPdf(dir / "unstamped.pdf", input, kSeen);
         EXPECT_TRUE(opensslVerifies(input.string() + ".sgn", input));
         EXPECT_TRUE(has(runCommand("pdftotext " + q(input) + " - 2>/dev/null").output, "Подписано:"));
     }
@@ -206,6 +209,7 @@ TEST_F(IncrementalUpdate, ForgivenFilesAreSignedAndVerified) {
         const fs::path input = writeBytes(dir / (name + ".pdf"), bytes), output = dir / (name + "-signed.pdf");
         ASSERT_EQ(sign(input, output), answerWith(output));
         EXPECT_EQ(readerComplaints(output), readerComplaints(input));
+        judgeSignedPdf(input, output, 1, kSeen);
         std::istringstream warnings(qpdfSays(output));
         for (std::string line; std::getline(warnings, line);) {
             EXPECT_TRUE(line.rfind("WARNING", 0) != 0 || has(qpdfSays(input), line)) << line;
@@ -264,6 +268,7 @@ TEST_F(IncrementalUpdate, JunkBeforeTheHeaderIsKeptAndSigned) {
     ASSERT_EQ(sign(input, output), answerWith(output));
     EXPECT_TRUE(extends(readFile(output), readFile(input)));
     EXPECT_EQ(readerComplaints(output), readerComplaints(input));
+    judgeSignedPdf(input, output, 1, kSeen);
     const auto signatures = pdfSignatures(readFile(output));
     ASSERT_EQ(signatures.size(), 1u);
     EXPECT_EQ(signatures[0].a, 0u);
@@ -296,6 +301,9 @@ TEST_F(IncrementalUpdate, DamagedFileIsRefusedWhereTheUpdateWouldReferToTheDamag
     firstPage["watermark"]["page"] = 0;
     ASSERT_EQ(sign(damaged, output, firstPage), answerWith(output));
     EXPECT_EQ(readerComplaints(output), readerComplaints(damaged));
+    StampSeen firstSeen = kSeen;
+    firstSeen.page = 0;
+    judgeSignedPdf(damaged, output, 1, firstSeen);
     EXPECT_TRUE(has(runCommand("pdftotext " + q(output) + " - 2>/dev/null").output, "Подписано:"));
     EXPECT_TRUE(verified(output));
 }

@@ -14,6 +14,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace vesk::test;
 using nlohmann::json;
 namespace fs = std::filesystem;
@@ -36,12 +38,15 @@ protected:
               const std::string& serial = kIvanov) {
         return client.requestJson(signRequest(file.string(), output.string(), "PAdES", serial, extra));
     }
-    // A signing that must succeed and pass qpdf --check: openssl's verdict on the signature of each
-    // ByteRange (trusting the test PKI). Every hole holds the CAdES-BES reserve of 16344 bytes, and
-    // the last ByteRange reaches the end of the file.
+    // A signing that must succeed and pass the judge of written PDFs and qpdf --check (the stamp
+    // `seen` where given, else as requested): openssl's verdict on the signature of each ByteRange
+    // (trusting the test PKI). Every hole holds the CAdES-BES reserve of 16344 bytes, and the last
+    // ByteRange reaches the end of the file.
     std::vector<bool> signedHoles(const fs::path& file, const fs::path& pdf, const json& extra = json::object(),
-                                  const std::string& serial = kIvanov) {
+                                  const std::string& serial = kIvanov, std::optional<StampSeen> seen = {}) {
         EXPECT_EQ(sign(file, pdf, extra, serial), answerWith(pdf));
+        if (!seen && extra.contains("watermark")) seen = stampOf(extra["watermark"]);
+        judgeWrittenPdf(file, pdf, seen);
         expectQpdfClean(pdf);
         const std::string bytes = readFile(pdf);
         const auto signatures = pdfSignatures(bytes);
@@ -58,12 +63,16 @@ protected:
         EXPECT_EQ(signatures.empty() ? 0 : signatures.back().c + signatures.back().d, bytes.size());
         return found;
     }
-    // A stamp of `lines` in the box from 10 % to 70 % of the width, its top 80 % down the page.
+    // A stamp of `lines` in the box from 10 % to 70 % of the width, its top 80 % down the page. A
+    // box at the foot is moved up, and an unsplit line runs on to the page's edge.
     std::vector<bool> stamped(const fs::path& out, int page, const std::vector<std::string>& lines,
                               json more = json::object()) {
         more.update({{"page", page}, {"x", 10}, {"y", more.value("y", 80)}, {"x2", 70}, {"strings", json::array()}});
         for (const auto& line : lines) more["strings"].push_back({{"text", line}});
-        return signedHoles(dir / "doc.pdf", out, {{"watermark", more}});
+        StampSeen seen = stampOf(more);
+        seen.y = std::min(seen.y, 90.0);
+        if (!more.value("split_long_strings", true)) seen.x2 = 100;
+        return signedHoles(dir / "doc.pdf", out, {{"watermark", more}}, kIvanov, seen);
     }
 
     ModuleClient client;
@@ -91,7 +100,7 @@ TEST_F(PdfSigningRules, SignatureDictionaryNamesAndCosigning) {
         EXPECT_EQ(now.compare(0, before.size(), before), 0) << "the revision before " << i << " changed";
         before = now;
     }
-    const std::string listing = judgeSignedPdf(dir / "s3.pdf", 4);
+    const std::string listing = judgeSignedPdf(dir / "s2.pdf", dir / "s3.pdf", 4);
     for (const std::string& name : {signers[0] + "\n", signers[0] + "_1\n", signers[0] + "_2\n", signers[3] + "\n"})
         EXPECT_TRUE(has(listing, "Signature Field Name: Sign_" + name)) << listing;
     const json verified = client.requestJson(verifyRequest(dir / "s3.pdf"));
@@ -146,7 +155,7 @@ TEST_F(PdfSigningRules, NoPagesSaveWithErrorsAndNoSignatures) {
         InternalSignOptions internal;
         EXPECT_TRUE(PAdESTypeSigner(nullptr).addWatermarkToPdf(options, internal)->success);
     }
-    expectQpdfClean(dir / "stamped.pdf");
+    judgeWrittenPdf(dir / "doc.pdf", dir / "stamped.pdf", stampOf({{"strings", {{{"text", kOwner}}}}}));
     EXPECT_TRUE(has(pageText(dir / "stamped.pdf", 2), kOwner));
     EXPECT_EQ(readFile(dir / "copy.pdf"), readFile(dir / "doc.pdf"));
 }

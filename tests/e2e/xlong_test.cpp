@@ -125,7 +125,7 @@ TEST_F(XLong, AttachedDetachedCosignedAndPades) {
     // file, and openssl the time-stamp of the one DER value before the padding.
     makePdf(dir / "contract.pdf");
     succeeds(sign(dir / "contract.pdf", dir / "signed.pdf", "PAdES", tsa));
-    judgeSignedPdf(dir / "signed.pdf", 1);
+    judgeSignedPdf(dir / "contract.pdf", dir / "signed.pdf", 1);
     const auto signatures = pdfSignatures(readFile(dir / "signed.pdf"));
     ASSERT_EQ(signatures.size(), 1u);
     EXPECT_EQ(signatures[0].c - signatures[0].b, 2u * 65536 + 2);
