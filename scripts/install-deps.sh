@@ -20,7 +20,7 @@ packages=(
   lintian
   # The judge of written PDFs reads them with pdf.js under node too; the PDF corpus comes from
   # more producers (tests/e2e/make-pdf-corpus.sh).
-  nodejs libjs-pdf python3-reportlab python3-cairo img2pdf groff libreoffice-writer-nogui
+  nodejs libjs-pdf python3-reportlab python3-cairo img2pdf groff libreoffice-writer-nogui python3-uno
 )
 
 missing=()

@@ -173,15 +173,21 @@ TEST_F(RealWorldPdf, PdfTexManualGetsItsStamp) {
 
 // Forms show their values after signing, as before it: reportlab's fields with their appearances,
 // and widgets with none under /NeedAppearances true (viewers draw them from /V, /DA and the form's
-// /DR: Helvetica, ZapfDingbats), signed with a stamp below the fields and co-signed without one.
+// /DR: Helvetica, ZapfDingbats), LibreOffice's filled-in form under the same flag, signed with a
+// stamp below the fields and co-signed without one.
 TEST_F(RealWorldPdf, FormsShowTheirValuesAfterSigning) {
     makeCorpus(dir, false);
     ASSERT_FALSE(HasFatalFailure());
+    produce("/usr/bin/python3 " + q(VESK_E2E_DIR "/libreoffice-form-pdf.py") + " " + q(dir / "libreoffice-form.pdf"));
     const json stamp = {{"watermark", {{"strings", {{{"text", "VESKSTAMP form signed"}}}}}}};
-    for (const char* form : {"reportlab-form.pdf", "need-appearances.pdf"}) {
+    for (const char* form : {"reportlab-form.pdf", "need-appearances.pdf", "libreoffice-form.pdf"}) {
         SCOPED_TRACE(form);
         ASSERT_TRUE(signs(dir / form, dir / "signed.pdf", kIvanov, stamp));
         judgeSignedPdf(dir / form, dir / "signed.pdf", 1, stampOf(stamp["watermark"]));
+        if (std::string(form) == "libreoffice-form.pdf") {
+            const std::string shown = runCommand("pdftotext " + q(dir / "signed.pdf") + " - 2>/dev/null").output;
+            EXPECT_TRUE(has(shown, "Ivanov Ivan") && has(shown, "Kazan")) << shown;
+        }
         ASSERT_TRUE(signs(dir / "signed.pdf", dir / "cosigned.pdf", kPetrova, {{"cosign", true}}));
         judgeSignedPdf(dir / "signed.pdf", dir / "cosigned.pdf", 2);
     }
