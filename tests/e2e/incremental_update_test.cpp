@@ -1,15 +1,16 @@
-// The incremental update a signing appends, read back by poppler, mupdf, qpdf, pdfsig, openssl and
-// the module's verify: over cross-reference tables and streams, linearized files, encrypted files
-// without document information (whose new objects must not take the numbers PoDoFo freed), a header
-// after leading junk, and damaged files. The update's layout is read by qpdf and mutool.
+// The incremental update a signing appends, each written file under the PDF judge (readers, qpdf,
+// pdfsig, openssl, the module's verify): over cross-reference tables and streams, linearized files,
+// encrypted files without document information (whose new objects must not take the numbers PoDoFo
+// freed), a header after leading junk, and damaged files. The update's layout is read by qpdf and
+// mutool.
 
 #include "RealWorldCorpus.h"
 
 #include <cstdio>
 #include <iterator>
+#include <map>
 #include <regex>
 #include <set>
-#include <sstream>
 
 using namespace vesk::test;
 using nlohmann::json;
@@ -20,22 +21,15 @@ namespace {
 const json kStamp = {{"watermark", {{"strings", {{{"text", "Подписано: <sign_date: 21.11.2026>"}}}}, {"page", -1}}}};
 const StampSeen kSeen = stampOf(kStamp["watermark"], "Подписано: 21.11.2026");
 
-// What poppler and mupdf say while they render and read every page, the file's name left out.
-std::string readerComplaints(const fs::path& pdf) {
-    const std::string said =
-        runCommand("{ pdftoppm -r 10 " + q(pdf) + " " + q(pdf.string() + "-render") + "; pdftotext " + q(pdf) +
-                   " /dev/null; mutool draw -o /dev/null " + q(pdf) + "; } 2>&1 | grep -v -e '^page ' -e 'ICC support'")
-            .output;
-    std::string anonymous = said;
-    const std::string name = pdf.filename().string();
-    for (size_t at; (at = anonymous.find(name)) != std::string::npos;) anonymous.replace(at, name.size(), "FILE");
-    return anonymous;
-}
-
 // The document information as poppler reads it.
 std::string documentInformation(const fs::path& pdf) {
     return runCommand("pdfinfo " + q(pdf) + " 2>&1 | grep -E '^(Title|Author|Subject|Creator|Producer|CreationDate):'")
         .output;
+}
+
+// Poppler's text reads the stamp (the judge has pdf.js read it).
+bool popplerReadsStamp(const fs::path& pdf) {
+    return has(runCommand("pdftotext " + q(pdf) + " - 2>/dev/null").output, "Подписано:");
 }
 
 // A key of the trailer as mutool shows it ("/Prev 1234", "/Encrypt 13 0 R"); empty when absent.
@@ -47,23 +41,20 @@ std::string trailerKey(const fs::path& pdf, const std::string& key) {
     return found.str(0);
 }
 
-// Object number -> offset of every uncompressed object in the file's final cross-reference data.
-std::map<long, long> uncompressedObjects(const fs::path& pdf) {
-    std::map<long, long> objects;
-    const std::string xref = runCommand("qpdf --show-xref " + q(pdf) + " 2>/dev/null").output;
-    const std::regex entry(R"((\d+)/\d+: uncompressed; offset = (\d+))");
-    for (auto it = std::sregex_iterator(xref.begin(), xref.end(), entry); it != std::sregex_iterator(); ++it)
-        objects[std::stol((*it)[1])] = std::stol((*it)[2]);
-    return objects;
+// "/Prev N" naming the last cross-reference section of `pdf`'s bytes.
+std::string prevOf(const std::string& pdf) {
+    return "/Prev " + std::to_string(std::stol(pdf.substr(pdf.rfind("startxref") + 9)));
 }
 
-std::set<long> objectsInUse(const fs::path& pdf) {
-    std::set<long> numbers;
+// Object number -> offset of every object in use in the file's final cross-reference data, -1 for
+// one in an object stream.
+std::map<long, long> objectsInUse(const fs::path& pdf) {
+    std::map<long, long> objects;
     const std::string xref = runCommand("qpdf --show-xref " + q(pdf) + " 2>/dev/null").output;
-    const std::regex entry(R"((\d+)/\d+: (un)?compressed)");
+    const std::regex entry(R"((\d+)/\d+: (uncompressed; offset = (\d+)|compressed))");
     for (auto it = std::sregex_iterator(xref.begin(), xref.end(), entry); it != std::sregex_iterator(); ++it)
-        numbers.insert(std::stol((*it)[1]));
-    return numbers;
+        objects[std::stol((*it)[1])] = (*it)[3].matched ? std::stol((*it)[3]) : -1;
+    return objects;
 }
 
 long number(const std::string& text) {
@@ -83,6 +74,7 @@ protected:
         useCadesLibrary(CADES_EMULATOR_PATH);
         dir = makeTempDir("update");
         makePdf(dir / "sample.pdf", 2);
+        produce("qpdf " + q(dir / "sample.pdf") + " " + q(dir / "clean.pdf"));
         // The same document with no /Info in its trailer: PoDoFo makes one while loading.
         produce("qpdf --qdf --object-streams=disable " + q(dir / "sample.pdf") + " " + q(dir / "qdf.pdf"));
         writeBytes(dir / "qdf-noinfo.pdf",
@@ -91,25 +83,20 @@ protected:
         produce("qpdf " + q(dir / "fixed.pdf") + " " + q(dir / "noinfo.pdf"));
     }
 
-    json sign(const fs::path& file, const fs::path& output, const json& extra = kStamp) {
-        return client.requestJson(signRequest(file.string(), output.string(), "PAdES", kIvanov, extra));
-    }
-
-    bool verified(const fs::path& file) {
-        const json answer = client.requestJson(verifyRequest(file));
-        return answer["error"].is_null() && answer["data"].size() == 1 && answer["data"][0]["Verifyed"] == true;
+    json sign(const fs::path& file, const fs::path& output, const json& extra = kStamp,
+              const std::string& signer = kIvanov) {
+        return client.requestJson(signRequest(file.string(), output.string(), "PAdES", signer, extra));
     }
 
     ModuleClient client;
     fs::path dir;
 };
 
-// Each kind of file signed with a stamp on its last page: readers say about the signed file what
-// they said about its input (nothing), the document information is the input's (PoDoFo's own
-// changes to it, or the one it makes, are not written), the update holds only the last page, the
-// catalog and new objects, new numbers lie past the input's /Size, /Prev names the input's last
-// cross-reference section and the section is of the input's kind, and the trailer keeps /Encrypt
-// and the first /ID.
+// Each kind of file signed with a stamp on its last page, then co-signed, both under the judge:
+// the document information is the input's (PoDoFo's own changes to it, or the one it makes, are
+// not written), the update holds only the last page, the catalog and new objects, new numbers lie
+// past the input's /Size, /Prev names the previous last cross-reference section and the section is
+// of the input's kind, and the trailer keeps /Encrypt and the first /ID.
 TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
     const std::string rows[][3] = {
         {"classic", "sample.pdf", ""},
@@ -128,27 +115,22 @@ TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
         const fs::path input = dir / (name + ".pdf"), output = dir / (name + "-signed.pdf");
         produce("qpdf " + options + " " + q(dir / source) + " " + q(input));
         ASSERT_EQ(sign(input, output), answerWith(output));
-        const std::string before = readFile(input), after = readFile(output);
-        ASSERT_TRUE(extends(after, before));
-        EXPECT_EQ(readerComplaints(output), readerComplaints(input));
-        EXPECT_EQ(documentInformation(output), documentInformation(input));
         judgeSignedPdf(input, output, 1, kSeen);
-        EXPECT_TRUE(verified(output));
+        const std::string before = readFile(input);
+        EXPECT_EQ(documentInformation(output), documentInformation(input));
 
-        const size_t start = before.rfind("startxref");
-        EXPECT_EQ(trailerKey(output, "Prev"), "/Prev " + std::to_string(std::stol(before.substr(start + 9))));
+        EXPECT_EQ(trailerKey(output, "Prev"), prevOf(before));
         EXPECT_EQ(trailerKey(output, "Type"), trailerKey(input, "Type")) << "a cross-reference section of another kind";
         // The encryption dictionary, and the first identifier, from which the file's key is made.
         EXPECT_EQ(trailerKey(output, "Encrypt"), trailerKey(input, "Encrypt"));
         EXPECT_EQ(trailerKey(output, "ID").substr(0, 40), trailerKey(input, "ID").substr(0, 40));
 
         const long size = number(trailerKey(input, "Size"));
-        const std::set<long> inUse = objectsInUse(input);
+        const std::map<long, long> inUse = objectsInUse(input);
         const std::set<long> changeable = {number(trailerKey(input, "Root")), lastPage(input)};
         int rewritten = 0;
-        for (const auto& [object, offset] : uncompressedObjects(output)) {
-            if (offset < static_cast<long>(before.size())) continue;
-            if (object >= size) continue;
+        for (const auto& [object, offset] : objectsInUse(output)) {
+            if (offset < static_cast<long>(before.size()) || object >= size) continue;
             ++rewritten;
             EXPECT_TRUE(inUse.count(object) && changeable.count(object))
                 << "object " << object << " is not one the update changes";
@@ -157,13 +139,9 @@ TEST_F(IncrementalUpdate, EveryKindOfFileGetsAnUpdateReadersFollow) {
 
         // A co-signature: the second update follows the first one back.
         const fs::path cosigned = dir / (name + "-cosigned.pdf");
-        ASSERT_EQ(
-            client.requestJson(signRequest(output.string(), cosigned.string(), "PAdES", kPetrova, {{"cosign", true}})),
-            answerWith(cosigned));
-        EXPECT_EQ(readerComplaints(cosigned), readerComplaints(input));
+        ASSERT_EQ(sign(output, cosigned, {{"cosign", true}}, kPetrova), answerWith(cosigned));
         judgeSignedPdf(output, cosigned, 2);
-        EXPECT_EQ(trailerKey(cosigned, "Prev"),
-                  "/Prev " + std::to_string(std::stol(after.substr(after.rfind("startxref") + 9))));
+        EXPECT_EQ(trailerKey(cosigned, "Prev"), prevOf(readFile(output)));
         EXPECT_EQ(trailerKey(cosigned, "Encrypt"), trailerKey(input, "Encrypt"));
     }
 }
@@ -176,46 +154,37 @@ TEST_F(IncrementalUpdate, StampBeforeADetachedSignatureKeepsTheEncryption) {
         const fs::path input = dir / "encrypted.pdf";
         fs::remove(input.string() + ".sgn");
         produce("qpdf --encrypt \"\" owner " + bits + " -- " + q(dir / "noinfo.pdf") + " " + q(input));
-        const std::string complaints = readerComplaints(input);
         fs::copy_file(input, dir / "unstamped.pdf", fs::copy_options::overwrite_existing);
         ASSERT_EQ(client.requestJson(signRequest(input.string(), input.string(), "Detached", kIvanov, kStamp)),
                   answerWith(input.string() + ".sgn"));
-        EXPECT_EQ(readerComplaints(input), complaints);
         judgeWrittenPdf(dir / "unstamped.pdf", input, kSeen);
         EXPECT_TRUE(opensslVerifies(input.string() + ".sgn", input));
-        EXPECT_TRUE(has(runCommand("pdftotext " + q(input) + " - 2>/dev/null").output, "Подписано:"));
+        EXPECT_TRUE(popplerReadsStamp(input));
     }
 }
 
 // Files readers forgive, and PoDoFo loads: a trailer whose /Size is short of the objects, a
-// startxref that points at the end-of-line before its section. What "sign" writes, "verify" reads,
-// and readers say no more about it than about its input.
+// startxref that points at the end-of-line before its section, junk before the "%PDF-" header
+// (kept, its offsets counted from the header). What "sign" writes passes the judge, and the
+// signature's ranges start at the file's first byte.
 TEST_F(IncrementalUpdate, ForgivenFilesAreSignedAndVerified) {
-    produce("qpdf " + q(dir / "sample.pdf") + " " + q(dir / "clean.pdf"));
     const std::string clean = readFile(dir / "clean.pdf");
     const size_t startxref = clean.rfind("startxref\n") + 10;
     const std::string rows[][2] = {
         {"short-size", std::regex_replace(clean, std::regex(R"(/Size \d+)"), "/Size 3")},
         {"early-startxref",
          clean.substr(0, startxref) + std::to_string(std::stol(clean.substr(startxref)) - 1) + "\n%%EOF\n"},
-    };
-    // qpdf's findings, the file's name left out: a signed file draws no warning its input did not.
-    const auto qpdfSays = [](const fs::path& pdf) {
-        return std::regex_replace(runCommand("qpdf --check " + q(pdf) + " 2>&1").output,
-                                  std::regex("/[^ :]*" + pdf.stem().string() + "\\.pdf"), "FILE");
+        {"junk", "JUNK\r\nbefore the header\n" + clean},
     };
     for (const auto& [name, bytes] : rows) {
         SCOPED_TRACE(name);
         const fs::path input = writeBytes(dir / (name + ".pdf"), bytes), output = dir / (name + "-signed.pdf");
         ASSERT_EQ(sign(input, output), answerWith(output));
-        EXPECT_EQ(readerComplaints(output), readerComplaints(input));
         judgeSignedPdf(input, output, 1, kSeen);
-        std::istringstream warnings(qpdfSays(output));
-        for (std::string line; std::getline(warnings, line);) {
-            EXPECT_TRUE(line.rfind("WARNING", 0) != 0 || has(qpdfSays(input), line)) << line;
-        }
-        EXPECT_EQ(opensslVerifiedPdfSignatures(output, dir), 1);
-        EXPECT_TRUE(verified(output));
+        const auto signatures = pdfSignatures(readFile(output));
+        ASSERT_EQ(signatures.size(), 1u);
+        EXPECT_EQ(signatures[0].a, 0u);
+        EXPECT_TRUE(popplerReadsStamp(output));
     }
 }
 
@@ -245,43 +214,25 @@ std::string formPdf() {
 // decrypts them with their padding on): the form's default appearance stays "/Helv 0 Tf 0 g".
 TEST_F(IncrementalUpdate, ChangedObjectsKeepTheirStringsInAes256Files) {
     writeBytes(dir / "form.pdf", formPdf());
-    const std::string rows[][2] = {{"", ""}, {"--object-streams=generate", ""}, {"--allow-weak-crypto", "--force-R5"}};
-    for (const auto& [options, encryption] : rows) {
-        SCOPED_TRACE(options + encryption);
-        const fs::path input = dir / "form256.pdf", output = dir / "form256-signed.pdf";
+    const std::string rows[][3] = {{"r6", "", ""},
+                                   {"r6-xref-stream", "--object-streams=generate", ""},
+                                   {"r5", "--allow-weak-crypto", "--force-R5"}};
+    for (const auto& [name, options, encryption] : rows) {
+        SCOPED_TRACE(name);
+        const fs::path input = dir / (name + ".pdf"), output = dir / (name + "-signed.pdf");
         produce("qpdf " + options + " --encrypt \"\" owner 256 " + encryption + " -- " + q(dir / "form.pdf") + " " +
                 q(input));
         ASSERT_EQ(sign(input, output), answerWith(output));
+        judgeSignedPdf(input, output, 1, kSeen);
         const std::string root = std::to_string(number(trailerKey(output, "Root")));
         EXPECT_TRUE(has(runCommand("qpdf --show-object=" + root + " " + q(output)).output, "/DA (/Helv 0 Tf 0 g)"));
-        EXPECT_EQ(readerComplaints(output), readerComplaints(input));
-        EXPECT_TRUE(verified(output));
     }
-}
-
-// Junk before the "%PDF-" header, which readers skip: the file is signed with the junk kept, the
-// signature's ranges start at the file's first byte, and the offsets stay counted from the header.
-TEST_F(IncrementalUpdate, JunkBeforeTheHeaderIsKeptAndSigned) {
-    produce("qpdf " + q(dir / "sample.pdf") + " " + q(dir / "clean.pdf"));
-    const fs::path input = writeBytes(dir / "junk.pdf", "JUNK\r\nbefore the header\n" + readFile(dir / "clean.pdf"));
-    const fs::path output = dir / "junk-signed.pdf";
-    ASSERT_EQ(sign(input, output), answerWith(output));
-    EXPECT_TRUE(extends(readFile(output), readFile(input)));
-    EXPECT_EQ(readerComplaints(output), readerComplaints(input));
-    judgeSignedPdf(input, output, 1, kSeen);
-    const auto signatures = pdfSignatures(readFile(output));
-    ASSERT_EQ(signatures.size(), 1u);
-    EXPECT_EQ(signatures[0].a, 0u);
-    EXPECT_EQ(opensslVerifiedPdfSignatures(output, dir), 1);
-    EXPECT_TRUE(verified(output));
-    EXPECT_TRUE(has(runCommand("pdftotext " + q(output) + " - 2>/dev/null").output, "Подписано:"));
 }
 
 // A file whose cross-reference table sends the last page's content to another object: readers
 // rebuild the table. An update that would refer to that content is refused, nothing written; one
-// that leaves it alone reads as the input did.
+// that leaves it alone passes the judge.
 TEST_F(IncrementalUpdate, DamagedFileIsRefusedWhereTheUpdateWouldReferToTheDamage) {
-    produce("qpdf " + q(dir / "sample.pdf") + " " + q(dir / "clean.pdf"));
     std::string bytes = readFile(dir / "clean.pdf");
     const std::string pages = runCommand("qpdf --show-pages " + q(dir / "clean.pdf")).output;
     const long lastContent = number(pages.substr(pages.rfind("content:")));
@@ -290,7 +241,7 @@ TEST_F(IncrementalUpdate, DamagedFileIsRefusedWhereTheUpdateWouldReferToTheDamag
     const size_t table = bytes.find('\n', bytes.find('\n', bytes.rfind("\nxref") + 1) + 1) + 1;
     bytes.replace(table + 20 * static_cast<size_t>(lastContent), 10, bytes.substr(table + 20 * firstContent, 10));
     const fs::path damaged = writeBytes(dir / "damaged.pdf", bytes);
-    ASSERT_NE(readerComplaints(damaged), "") << "the damage went unnoticed";
+    ASSERT_NE(runCommand("pdftotext " + q(damaged) + " /dev/null 2>&1").output, "") << "the damage went unnoticed";
 
     const fs::path refused = dir / "refused.pdf";
     EXPECT_EQ(sign(damaged, refused), refusal("tr{The PDF is damaged: objects it refers to cannot be read}"));
@@ -300,12 +251,10 @@ TEST_F(IncrementalUpdate, DamagedFileIsRefusedWhereTheUpdateWouldReferToTheDamag
     json firstPage = kStamp;
     firstPage["watermark"]["page"] = 0;
     ASSERT_EQ(sign(damaged, output, firstPage), answerWith(output));
-    EXPECT_EQ(readerComplaints(output), readerComplaints(damaged));
     StampSeen firstSeen = kSeen;
     firstSeen.page = 0;
     judgeSignedPdf(damaged, output, 1, firstSeen);
-    EXPECT_TRUE(has(runCommand("pdftotext " + q(output) + " - 2>/dev/null").output, "Подписано:"));
-    EXPECT_TRUE(verified(output));
+    EXPECT_TRUE(popplerReadsStamp(output));
 }
 
 // A .pdf that is neither a PDF nor a signature message answers why it is not a PDF.
