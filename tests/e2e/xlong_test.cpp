@@ -130,8 +130,7 @@ TEST_F(XLong, AttachedDetachedCosignedAndPades) {
     for (const int signer : {1, 0}) judge(out / "letter.txt.p7s", {}, signer);
     expectVerifiedWithTime(out / "letter.txt.p7s", 2);
     // The verifier recognised the long-term form.
-    const std::string log = readFile(moduleLog());
-    EXPECT_NE(log.find("Message is CADES_X_LONG_TYPE_1 message type"), std::string::npos);
+    EXPECT_NE(readFile(moduleLog()).find("Message is CADES_X_LONG_TYPE_1 message type"), std::string::npos);
 
     // PAdES: the X-Long signature fits its 65536-byte reserve; qpdf, pdfsig and openssl accept the
     // file, and openssl the time-stamp of the one DER value before the padding.
