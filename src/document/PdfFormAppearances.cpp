@@ -276,7 +276,10 @@ std::vector<PdfString> wrapped(const FieldFont& font, double size, const PdfStri
 class AppearanceWriter {
 public:
     AppearanceWriter(PdfMemDocument& document, PdfObject* form, bool aesPadded)
-        : document_(document), form_(form), aesPadded_(aesPadded) {}
+        : document_(document), form_(form), aesPadded_(aesPadded) {
+        // The stand-ins' objects belong to no document: the list deletes them with itself.
+        scratch_.SetAutoDelete(true);
+    }
 
     void widget(PdfObject& widget, const FieldState& state) {
         if (state.type == nullptr) return;
